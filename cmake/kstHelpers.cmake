@@ -1,0 +1,11 @@
+# Adds sources to a target and remembers its public headers for installation.
+#   kst_target_sources(<target> HEADERS h1.h ... SOURCES s1.cpp ...)
+function(kst_target_sources target)
+  cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES" ${ARGN})
+  set(abs_headers)
+  foreach(h IN LISTS ARG_HEADERS)
+    list(APPEND abs_headers ${CMAKE_CURRENT_SOURCE_DIR}/${h})
+  endforeach()
+  target_sources(${target} PRIVATE ${abs_headers} ${ARG_SOURCES})
+  set_property(TARGET ${target} APPEND PROPERTY KST_HEADERS ${abs_headers})
+endfunction()

@@ -1,0 +1,9 @@
+#include <QtTest>
+
+class tst_kstVectorStyle : public QObject
+{
+    Q_OBJECT
+};
+
+QTEST_GUILESS_MAIN(tst_kstVectorStyle)
+#include "tst_kstVectorStyle.moc"
