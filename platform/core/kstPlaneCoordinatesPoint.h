@@ -2,6 +2,7 @@
 
 #include "kstCoreGlobal.h"
 #include "kstGeometryRecords.h"
+#include "kstWindowCoordinatesPoint.h"
 
 #include <QMetaType>
 #include <QPointF>
@@ -12,7 +13,6 @@ namespace Kestrum {
 class kstProjection;
 class kstResulotion;
 class kstGeographicalCoordinatesPoint;
-class kstWindowCoordinatesPoint;
 
 // A projected point in metres: x east, y north.
 class KSTCORE_EXPORT kstPlaneCoordinatesPoint
