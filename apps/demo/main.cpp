@@ -1,1 +1,68 @@
-int main() { return 0; }
+#include "kstDemoWindow.h"
+
+#include "kstTileMapView.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QPixmap>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+
+// Without a display the demo renders on the offscreen platform and, unless
+// told otherwise, leaves a screenshot behind instead of waiting for input.
+bool useOffscreen()
+{
+    return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
+        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+int saveScreenshot(QWidget* window, const QString& file)
+{
+    if (!window->grab().save(file)) {
+        std::fprintf(stderr, "kstvector-demo: cannot write screenshot %s\n", qPrintable(file));
+        return 1;
+    }
+    std::printf("kstvector-demo: screenshot written to %s\n", qPrintable(file));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const bool offscreen = useOffscreen();
+    if (offscreen)
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("kstvector-demo"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Vector editing demo on a map view."));
+    parser.addHelpOption();
+    const QCommandLineOption screenshotOption(QStringLiteral("screenshot"),
+                                              QStringLiteral("Render the window, save it as a PNG file and exit."),
+                                              QStringLiteral("file"));
+    parser.addOption(screenshotOption);
+    parser.process(app);
+
+    QString screenshot = parser.value(screenshotOption);
+    if (screenshot.isEmpty() && offscreen)
+        screenshot = QStringLiteral("kstvector-demo.png");
+
+    kstDemoWindow window;
+    window.resize(1200, 800);
+    window.show();
+    if (screenshot.isEmpty())
+        return app.exec();
+
+    int result = 0;
+    QTimer::singleShot(300, &app, [&] {
+        result = saveScreenshot(&window, screenshot);
+        app.quit();
+    });
+    app.exec();
+    return result;
+}

@@ -42,10 +42,10 @@ QString degreeLabel(double value, bool longitude, int decimals)
     const QChar hemisphere = longitude ? (value < 0 ? QLatin1Char('W') : QLatin1Char('E'))
                                        : (value < 0 ? QLatin1Char('S') : QLatin1Char('N'));
     const double v = std::abs(value);
-    QString text = QString::number(v, 'f', decimals);
+    QString text = QString::number(v, 'f', decimals) + QChar(0x00B0);
     if (v != 0.0)
         text += hemisphere;
-    return text + QChar(0x00B0);
+    return text;
 }
 
 } // namespace
@@ -70,6 +70,7 @@ kstTileMapView::kstTileMapView(QWidget* parent)
     setRenderHint(QPainter::Antialiasing);
     setMouseTracking(true);
     // Until the view has a size, its top-left point is the centre of the map.
+    m_viewSize = QSize(0, 0);
     m_ltPcp = kstGeographicalCoordinatesPoint(0.0, 0.0).toPcp(m_projection);
 }
 
@@ -77,7 +78,7 @@ kstTileMapView::~kstTileMapView() = default;
 
 QSize kstTileMapView::viewSize() const
 {
-    return viewport()->size();
+    return m_viewSize;
 }
 
 kstMeterPerPixle__ kstTileMapView::currentMpp() const
@@ -192,10 +193,10 @@ void kstTileMapView::setView(const kstPlaneCoordinatesPoint& ltPcp, int level)
 void kstTileMapView::resizeEvent(QResizeEvent* event)
 {
     // Keep the plane point at the centre of the view where it was.
-    QSizeF oldSize = event->oldSize().isValid() ? QSizeF(event->oldSize()) : QSizeF(0, 0);
-    const kstPlaneCoordinatesPoint center = centerPcp(oldSize);
+    const kstPlaneCoordinatesPoint center = centerPcp(QSizeF(m_viewSize));
     QGraphicsView::resizeEvent(event);
-    const QSize size = viewSize();
+    const QSize size = viewport()->size();
+    m_viewSize = size;
     scene()->setSceneRect(0, 0, size.width(), size.height());
     emit sizeChanged(size);
     setView(ltPcpAround(center, QSizeF(size), m_level), m_level);

@@ -91,6 +91,7 @@ private:
     kstResulotion* m_resolution = nullptr;
     kstCorrection* m_correction = nullptr;
     int m_level = 2;
+    QSize m_viewSize; // the viewport size the view state was last computed for
     kstPlaneCoordinatesPoint m_ltPcp;
     bool m_dragEnable = true;
     bool m_dragging = false;

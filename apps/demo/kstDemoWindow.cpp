@@ -1,0 +1,88 @@
+#include "kstDemoWindow.h"
+
+#include "kstTileMapView.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QStatusBar>
+#include <QToolBar>
+
+using namespace Kestrum;
+
+namespace {
+
+const GCP kHomeCenter(105.0, 30.0);
+constexpr int kHomeLevel = 3;
+
+QString formatDegrees(double value, QChar positive, QChar negative)
+{
+    return QStringLiteral("%1° %2").arg(qAbs(value), 0, 'f', 6).arg(value < 0 ? negative : positive);
+}
+
+} // namespace
+
+kstDemoWindow::kstDemoWindow(QWidget* parent)
+    : QMainWindow(parent)
+    , m_view(new kstTileMapView(this))
+{
+    setWindowTitle(QStringLiteral("kstVector demo"));
+    setCentralWidget(m_view);
+    m_view->viewport()->installEventFilter(this);
+
+    m_lonLabel = new QLabel(this);
+    m_latLabel = new QLabel(this);
+    m_levelLabel = new QLabel(this);
+    for (QLabel* label : {m_lonLabel, m_latLabel, m_levelLabel}) {
+        label->setMinimumWidth(150);
+        statusBar()->addPermanentWidget(label);
+    }
+    createActions();
+
+    connect(m_view, &kstTileMapView::viewChanged, this, [this](const PCP&, int level) { showLevel(level); });
+    m_view->panAndZoom(kHomeCenter, kHomeLevel);
+    showLevel(m_view->level());
+    showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
+}
+
+void kstDemoWindow::createActions()
+{
+    QMenu* viewMenu = menuBar()->addMenu(tr("&View"));
+    QToolBar* toolBar = addToolBar(tr("Map"));
+    toolBar->setObjectName(QStringLiteral("mapToolBar"));
+
+    QAction* zoomIn = new QAction(tr("Zoom &In"), this);
+    zoomIn->setShortcut(QKeySequence::ZoomIn);
+    connect(zoomIn, &QAction::triggered, m_view, qOverload<>(&kstTileMapView::zoomIn));
+    QAction* zoomOut = new QAction(tr("Zoom &Out"), this);
+    zoomOut->setShortcut(QKeySequence::ZoomOut);
+    connect(zoomOut, &QAction::triggered, m_view, qOverload<>(&kstTileMapView::zoomOut));
+    QAction* home = new QAction(tr("&Home"), this);
+    home->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_0));
+    connect(home, &QAction::triggered, this, [this] { m_view->panAndZoom(kHomeCenter, kHomeLevel); });
+
+    for (QAction* action : {zoomIn, zoomOut, home}) {
+        viewMenu->addAction(action);
+        toolBar->addAction(action);
+    }
+}
+
+bool kstDemoWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_view->viewport() && event->type() == QEvent::MouseMove)
+        showCursor(static_cast<QMouseEvent*>(event)->localPos());
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void kstDemoWindow::showCursor(const QPointF& pix)
+{
+    const GCP gcp = m_view->pixToGcp(pix);
+    m_lonLabel->setText(tr("Lon %1").arg(formatDegrees(gcp.lon(), QLatin1Char('E'), QLatin1Char('W'))));
+    m_latLabel->setText(tr("Lat %1").arg(formatDegrees(gcp.lat(), QLatin1Char('N'), QLatin1Char('S'))));
+}
+
+void kstDemoWindow::showLevel(int level)
+{
+    m_levelLabel->setText(tr("Level %1").arg(level));
+}
