@@ -1,0 +1,130 @@
+#pragma once
+
+#include "kstVectorGlobal.h"
+
+#include "kstElement.h"
+#include "kstGeographicalCoordinatesPoint.h"
+#include "kstPlaneCoordinatesPoint.h"
+
+#include <QList>
+#include <QObject>
+#include <QRectF>
+#include <QSize>
+
+namespace Kestrum {
+
+class kstCorrection;
+class kstProjection;
+class kstResulotion;
+class kstTileMapView;
+class kstVectorLayer;
+class kstVectorShape;
+
+using kstVectorShapes = QList<kstVectorShape*>;
+
+// The interactive layer on the host's map view. It shows vector layers whose
+// shapes are its child items, keeps them in step with the view, and paints
+// its overlay above them. Its item coordinates have their origin at the plane
+// point of the projection's top-left corner, one unit per pixel of the
+// current level, so a pan moves only the item and a zoom recomputes pixels.
+class KSTVECTOR_EXPORT kstVectorEditLayer : public QObject, public kstElement
+{
+    Q_OBJECT
+    Q_INTERFACES(QGraphicsItem)
+
+public:
+    enum Action {
+        None = 0,
+        SelectEdit = 1,
+        RectSelect = 2,
+        PolygonSelect = 3,
+        NewPoint = 4,
+        NewLine = 5,
+        NewRect = 6,
+        NewCircle = 7,
+        NewPolygon = 8,
+        Fit = 9
+    };
+    Q_ENUM(Action)
+
+    explicit kstVectorEditLayer(QGraphicsItem* parent = nullptr);
+    ~kstVectorEditLayer() override;
+
+    Action layerAction() const { return m_action; }
+    void setLayerAction(Action action);
+
+    // Layers: index 0 is the top layer. The edit layer never owns them.
+    void insertLayer(kstVectorLayer* layer, int index);
+    // As insertLayer, for layers whose shapes already carry their pixel data.
+    void importLayer(kstVectorLayer* layer, int index);
+    QList<kstVectorLayer*>& layers() { return m_layers; }
+    QList<kstVectorLayer*> constLayers() const { return m_layers; }
+    kstVectorLayer* layer(int index) const;
+    int layerIndex(kstVectorLayer* layer) const { return m_layers.indexOf(layer); }
+
+    int layerMinZLevel() const { return m_minZLevel; }
+    void setLayerMinZLevel(int level) { m_minZLevel = level; }
+    void resetZLevel();
+
+    // kstElement
+    void addToMapView(kstTileMapView* view) override;
+    void removeFromMapView() override;
+
+    // QGraphicsItem
+    QRectF boundingRect() const override;
+    void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
+
+    int currentLevel() const { return m_level; }
+    QSize currentSize() const { return m_viewSize; }
+    kstPlaneCoordinatesPoint currentLtPcp() const { return m_ltPcp; }
+    // Geographic point of a position in the edit layer's item coordinates.
+    kstGeographicalCoordinatesPoint layerGcp(const QPointF& p) const;
+
+    void showVectorLayer();
+    void hideVectorLayer();
+    void correctInShapes();
+    void correctOutShapes();
+
+public slots:
+    void refresh();
+    void mapViewResized(const QSize& size);
+    void mapViewChanged(const Kestrum::kstPlaneCoordinatesPoint& ltPcp, int level);
+    void onConfigNeedChange(Kestrum::kstProjection* projection, Kestrum::kstResulotion* resolution,
+                            Kestrum::kstCorrection* correction);
+    void onConfigChanged(Kestrum::kstProjection* projection, Kestrum::kstResulotion* resolution,
+                         Kestrum::kstCorrection* correction);
+
+signals:
+    void actionChanged(int lastAction, int curAction);
+    void layerInserted(Kestrum::kstVectorLayer* layer, int index);
+
+protected:
+    virtual void drawShapeLabels(QPainter* painter, const QStyleOptionGraphicsItem* option);
+    virtual void drawShapeNewing(QPainter* painter, const QStyleOptionGraphicsItem* option);
+    virtual void drawShapeVertexNewing(QPainter* painter, const QStyleOptionGraphicsItem* option);
+    virtual void drawFit(QPainter* painter, const QStyleOptionGraphicsItem* option);
+    virtual void drawBoxSelect(QPainter* painter, const QStyleOptionGraphicsItem* option);
+
+    void setLayerBoundingRect();
+    void setLayerPosition();
+    void updateShapes();
+    void setLayerLabels();
+
+private:
+    void insertLayer(kstVectorLayer* layer, int index, bool shapesHavePixels);
+    void attachShape(kstVectorShape* shape);
+    QList<kstVectorShape*> allShapes() const;
+    bool viewReady() const;
+
+    int m_level = 0;
+    kstPlaneCoordinatesPoint m_ltPcp;
+    QSize m_viewSize;
+    QRectF m_rect;
+    QList<kstVectorLayer*> m_layers;
+    Action m_action = None;
+    QList<kstVectorShape*> m_selectedShapes;
+    int m_minZLevel = 0;
+    int m_selectedZLevel = 1;
+};
+
+} // namespace Kestrum

@@ -1,0 +1,549 @@
+#include "kstVectorShape.h"
+
+#include "kstCorrection.h"
+#include "kstTileMapView.h"
+#include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
+#include "kstVectorEditLayer.h"
+#include "kstVectorLayer.h"
+#include "kstWebMercatorProjection.h"
+
+#include <QCursor>
+#include <QDebug>
+#include <QFontMetrics>
+#include <QGraphicsScene>
+#include <QGraphicsSceneHoverEvent>
+#include <QPainter>
+#include <QPainterPathStroker>
+#include <QStaticText>
+
+#include <cpl_error.h>
+#include <ogr_geometry.h>
+#include <ogr_spatialref.h>
+
+#include <cmath>
+#include <memory>
+#include <mutex>
+
+namespace Kestrum {
+
+namespace {
+
+// The extent procedure starts from an inverted box and moves a corner only by
+// at least this much, so that recomputing an unchanged geometry reports "unchanged".
+constexpr double kExtentTolerance = 1e-12;
+// Handle colours are drawn with this alpha while the scene has no focus.
+constexpr int kUnfocusedHandleAlpha = 204;
+
+// What a shape converts with when it is on no view.
+const kstWebMercatorProjection& fallbackProjection()
+{
+    static const kstWebMercatorProjection projection;
+    return projection;
+}
+
+const kstTileResulotion& fallbackResolution()
+{
+    static const kstTileResulotion resolution;
+    return resolution;
+}
+
+kstIdentityCorrection& fallbackCorrection()
+{
+    static kstIdentityCorrection correction;
+    return correction;
+}
+
+QString hex2(int component)
+{
+    return QStringLiteral("%1").arg(component, 2, 16, QLatin1Char('0'));
+}
+
+QString penId(Qt::PenStyle style)
+{
+    switch (style) {
+    case Qt::NoPen: return QStringLiteral("ogr-pen-1");
+    case Qt::DashLine: return QStringLiteral("ogr-pen-2");
+    case Qt::DotLine: return QStringLiteral("ogr-pen-5");
+    case Qt::DashDotLine: return QStringLiteral("ogr-pen-6");
+    case Qt::DashDotDotLine: return QStringLiteral("ogr-pen-7");
+    default: return QStringLiteral("ogr-pen-0"); // solid and custom dashes
+    }
+}
+
+QString brushId(Qt::BrushStyle style)
+{
+    switch (style) {
+    case Qt::NoBrush: return QStringLiteral("ogr-brush-1");
+    case Qt::HorPattern: return QStringLiteral("ogr-brush-2");
+    case Qt::VerPattern: return QStringLiteral("ogr-brush-3");
+    case Qt::FDiagPattern: return QStringLiteral("ogr-brush-4");
+    case Qt::BDiagPattern: return QStringLiteral("ogr-brush-5");
+    case Qt::CrossPattern: return QStringLiteral("ogr-brush-6");
+    case Qt::DiagCrossPattern: return QStringLiteral("ogr-brush-7");
+    default: return QStringLiteral("ogr-brush-0"); // solid, dense, gradients, textures
+    }
+}
+
+struct TransformDeleter
+{
+    void operator()(OGRCoordinateTransformation* t) const { OGRCoordinateTransformation::DestroyCT(t); }
+};
+
+} // namespace
+
+const kstDistanceArea kstVectorShape::m_da;
+OGRSpatialReference kstVectorShape::m_wgs84Srs;
+int kstVectorShape::m_vertexSize = 8;
+int kstVectorShape::m_shapeIconSize = 28;
+int kstVectorShape::m_addVertexPathWidth = 4;
+QColor kstVectorShape::m_vertexClr0 = Qt::red;
+QColor kstVectorShape::m_vertexClr1 = Qt::green;
+QColor kstVectorShape::m_vertexClr2 = Qt::yellow;
+
+kstVectorShape::kstVectorShape(kstVectorEditLayer* layer)
+    : QGraphicsItem(layer)
+    , m_parentLayer(layer)
+{
+    // Shapes are created on worker threads too (import), so the shared WGS84
+    // reference is set up exactly once.
+    static std::once_flag wgs84Once;
+    std::call_once(wgs84Once, [] {
+        m_wgs84Srs.SetWellKnownGeogCS("WGS84");
+        m_wgs84Srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    });
+    setFlags(QGraphicsItem::ItemStacksBehindParent);
+    setAcceptHoverEvents(true);
+}
+
+kstVectorShape::~kstVectorShape() = default;
+
+// --- QGraphicsItem -------------------------------------------------------
+
+QRectF kstVectorShape::boundingRect() const
+{
+    // Room for the vertex handles around the painted shape.
+    return m_brc.adjusted(-m_vertexSize, -m_vertexSize, m_vertexSize, m_vertexSize);
+}
+
+QPainterPath kstVectorShape::shape() const
+{
+    return m_shapePath;
+}
+
+void kstVectorShape::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*)
+{
+    if (!painter->isActive())
+        return;
+    drawShape(painter);
+    if (m_selected)
+        drawShapeVertex(painter);
+}
+
+// --- Update pipeline -----------------------------------------------------
+
+void kstVectorShape::updatePosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    setPos(getPosition(mpp, proj));
+}
+
+QPointF kstVectorShape::getPosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    return m_ltGcp.toPcp(proj).toPix(mpp, proj->ltGcp().toPcp(proj));
+}
+
+void kstVectorShape::initShape(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    updateExtent();
+    updateBoundingRect(mpp, proj);
+    updatePixsData(mpp, proj);
+    updateShapePath();
+    updateLabels();
+}
+
+void kstVectorShape::updateShape(const kstMeterPerPixle__& mpp, kstProjection* proj, bool updateExtent)
+{
+    if (updateExtent)
+        this->updateExtent();
+    updateBoundingRect(mpp, proj);
+    updatePixsData(mpp, proj);
+    updatePosition(mpp, proj);
+    if (m_selected)
+        updateAddVertexPath();
+    updateShapePath();
+    updateLabels();
+}
+
+void kstVectorShape::resetShape(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    if (updateExtent()) {
+        updateBoundingRect(mpp, proj);
+        updatePixsData(mpp, proj);
+        updatePosition(mpp, proj);
+    }
+    if (m_selected)
+        updateAddVertexPath();
+    updateShapePath();
+    updateLabels();
+}
+
+// --- Flags and links -----------------------------------------------------
+
+void kstVectorShape::setShapeVisible(bool visible)
+{
+    if (m_visible == visible)
+        return;
+    m_visible = visible;
+    setVisible(visible);
+}
+
+void kstVectorShape::setShapeSelected(bool selected)
+{
+    if (m_selected == selected)
+        return;
+    m_selected = selected;
+    update();
+    if (selected)
+        updateAddVertexPath();
+    else
+        m_addVertexPath = QPainterPath();
+}
+
+void kstVectorShape::setParentLayer(kstVectorEditLayer* layer)
+{
+    m_parentLayer = layer;
+    setParentItem(layer);
+}
+
+void kstVectorShape::setShapeCollect(kstVectorCollect* collect, int index)
+{
+    m_collect = collect;
+    m_collectIndex = index;
+}
+
+void kstVectorShape::getShapeExtent(kstGeographicalCoordinatesPoint& lt, kstGeographicalCoordinatesPoint& rb) const
+{
+    lt = m_ltGcp;
+    rb = m_rbGcp;
+}
+
+void kstVectorShape::setShapeExtent(const kstGeographicalCoordinatesPoint& lt, const kstGeographicalCoordinatesPoint& rb)
+{
+    m_ltGcp = lt;
+    m_rbGcp = rb;
+}
+
+// --- Conversions ---------------------------------------------------------
+
+kstMeterPerPixle__ kstVectorShape::curMpp() const
+{
+    const kstTileMapView* view = m_parentLayer ? m_parentLayer->mapView() : nullptr;
+    return view ? view->resolution()->mpp(view->level()) : fallbackResolution().mpp(0);
+}
+
+kstProjection* kstVectorShape::curProj() const
+{
+    const kstTileMapView* view = m_parentLayer ? m_parentLayer->mapView() : nullptr;
+    return view ? view->projection() : const_cast<kstWebMercatorProjection*>(&fallbackProjection());
+}
+
+kstCorrection* kstVectorShape::curCorr() const
+{
+    const kstTileMapView* view = m_parentLayer ? m_parentLayer->mapView() : nullptr;
+    return view ? view->correction() : &fallbackCorrection();
+}
+
+QPointF kstVectorShape::gcp2pix(const kstGeographicalCoordinatesPoint& gcp) const
+{
+    kstProjection* proj = curProj();
+    return gcp.toPcp(proj).toPix(curMpp(), m_ltGcp.toPcp(proj));
+}
+
+kstGeographicalCoordinatesPoint kstVectorShape::pix2gcp(const QPointF& pix) const
+{
+    kstProjection* proj = curProj();
+    // Whole pixels, truncated toward zero.
+    const QSizeF size(QSize(int(pix.x()), int(pix.y())));
+    return m_ltGcp.toPcp(proj).rbPcp(curMpp(), size).toGcp(proj);
+}
+
+QPointF kstVectorShape::gcp2pt(const kstGeographicalCoordinatesPoint& gcp)
+{
+    return QPointF(gcp.lon(), gcp.lat());
+}
+
+kstGeographicalCoordinatesPoint kstVectorShape::pt2gcp(const QPointF& pt)
+{
+    return kstGeographicalCoordinatesPoint(pt.x(), pt.y());
+}
+
+kstGeographicalCoordinatesPoint kstVectorShape::validGcp(const kstGeographicalCoordinatesPoint& gcp, kstProjection* proj)
+{
+    return proj->isValidGcp(gcp) ? gcp : proj->ltGcp();
+}
+
+// --- Hover ---------------------------------------------------------------
+
+void kstVectorShape::setEditCursor(const QCursor& cursor)
+{
+    if (m_parentLayer)
+        m_parentLayer->setCursor(cursor);
+}
+
+void kstVectorShape::setMapDragEnable(bool enable)
+{
+    if (m_parentLayer && m_parentLayer->mapView())
+        m_parentLayer->mapView()->setDragEnable(enable);
+}
+
+void kstVectorShape::hoverEnterEvent(QGraphicsSceneHoverEvent* event)
+{
+    if (m_selected) {
+        m_action = Action_MoveShape;
+        setEditCursor(Qt::SizeAllCursor);
+        setMapDragEnable(false);
+    }
+    QGraphicsItem::hoverEnterEvent(event);
+}
+
+void kstVectorShape::hoverMoveEvent(QGraphicsSceneHoverEvent* event)
+{
+    if (m_selected) {
+        const QPointF pos = event->pos();
+        m_hoverVertexIndex = vertexHoverIndex(pos);
+        if (m_hoverVertexIndex != -1) {
+            static const QCursor vertexCursor(QPixmap(QStringLiteral(":/kstVector/Resources/icon/cursor_vexter_move_32.png")),
+                                              -1, -1);
+            m_action = Action_MoveVertex;
+            setEditCursor(vertexCursor);
+        } else if (m_addVertexPath.contains(pos)) {
+            m_action = Action_InsertVertex;
+            setEditCursor(Qt::CrossCursor);
+        } else {
+            m_action = Action_MoveShape;
+            setEditCursor(Qt::SizeAllCursor);
+        }
+        setMapDragEnable(false);
+    }
+    QGraphicsItem::hoverMoveEvent(event);
+}
+
+void kstVectorShape::hoverLeaveEvent(QGraphicsSceneHoverEvent* event)
+{
+    m_action = Action_None;
+    if (m_parentLayer && m_parentLayer->layerAction() != kstVectorEditLayer::None)
+        setEditCursor(Qt::ArrowCursor);
+    setMapDragEnable(true);
+    QGraphicsItem::hoverLeaveEvent(event);
+}
+
+// --- Painting helpers ----------------------------------------------------
+
+QRectF kstVectorShape::vertexRect(const QPointF& pix)
+{
+    const int half = int(m_vertexSize * 0.5);
+    return QRectF(pix.x() - half, pix.y() - half, m_vertexSize, m_vertexSize);
+}
+
+void kstVectorShape::drawVertexHandle(QPainter* painter, const QPointF& pix, const QColor& color) const
+{
+    drawVertexHandles(painter, QVector<QPointF>{pix}, color);
+}
+
+void kstVectorShape::drawVertexHandles(QPainter* painter, const QVector<QPointF>& pixs, const QColor& color) const
+{
+    QColor c = color;
+    if (scene() && !scene()->hasFocus())
+        c.setAlpha(kUnfocusedHandleAlpha);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing, false);
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(QBrush(c, Qt::SolidPattern));
+    for (const QPointF& pix : pixs)
+        painter->drawRect(vertexRect(pix));
+    painter->restore();
+}
+
+void kstVectorShape::drawOutlineText(QPainter* painter, const QString& text, const QRectF& rect,
+                                     const QColor& outlineColor, const QColor& textColor)
+{
+    if (text.isEmpty())
+        return;
+    // The outline is the text drawn one pixel off in each of the eight directions.
+    static const QPoint kOffsets[] = {{-1, -1}, {0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}};
+    QStaticText staticText(text);
+    staticText.prepare(painter->transform(), painter->font());
+    painter->setPen(outlineColor);
+    for (const QPoint& offset : kOffsets)
+        painter->drawStaticText(rect.topLeft() + offset, staticText);
+    painter->setPen(textColor);
+    painter->drawStaticText(rect.topLeft(), staticText);
+}
+
+QImage kstVectorShape::iconCanvas()
+{
+    QImage image(m_shapeIconSize, m_shapeIconSize, QImage::Format_RGBA8888_Premultiplied);
+    QPainter painter(&image);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(image.rect(), Qt::transparent);
+    return image;
+}
+
+QPainterPath kstVectorShape::strokePath(const QPainterPath& path, double width)
+{
+    QPainterPathStroker stroker;
+    stroker.setCapStyle(Qt::FlatCap);
+    stroker.setJoinStyle(Qt::RoundJoin);
+    stroker.setWidth(width);
+    return stroker.createStroke(path);
+}
+
+// --- Geometry helpers ----------------------------------------------------
+
+bool kstVectorShape::updateExtentFrom(const QVector<QPointF>& points)
+{
+    double minLon = 180.0, maxLat = -90.0, maxLon = -180.0, minLat = 90.0;
+    for (const QPointF& p : points) {
+        minLon = std::min(minLon, p.x());
+        maxLon = std::max(maxLon, p.x());
+        minLat = std::min(minLat, p.y());
+        maxLat = std::max(maxLat, p.y());
+    }
+    auto differs = [](const GCP& a, double lon, double lat) {
+        return std::abs(a.lon() - lon) >= kExtentTolerance || std::abs(a.lat() - lat) >= kExtentTolerance;
+    };
+    bool changed = false;
+    if (differs(m_ltGcp, minLon, maxLat)) {
+        m_ltGcp = GCP(minLon, maxLat);
+        changed = true;
+    }
+    if (differs(m_rbGcp, maxLon, minLat)) {
+        m_rbGcp = GCP(maxLon, minLat);
+        changed = true;
+    }
+    return changed;
+}
+
+void kstVectorShape::updateBoundingRectFromExtent(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    m_brc = QRectF(QPointF(0, 0), QPointF(m_rbGcp.toPcp(proj).toPix(mpp, m_ltGcp.toPcp(proj))));
+    prepareGeometryChange();
+}
+
+QPointF kstVectorShape::itemPix(const QPointF& geo, const kstMeterPerPixle__& mpp, kstProjection* proj) const
+{
+    return pt2gcp(geo).toPcp(proj).toPix(mpp, m_ltGcp.toPcp(proj));
+}
+
+QPointF kstVectorShape::movedByPix(const QPointF& geo, double dx, double dy) const
+{
+    kstProjection* proj = curProj();
+    return gcp2pt(pt2gcp(geo).toPcp(proj).rbPcp(curMpp(), QSizeF(dx, dy)).toGcp(proj));
+}
+
+QPointF kstVectorShape::movedToPix(const kstGeographicalCoordinatesPoint& gcp, const QPointF& pix) const
+{
+    kstProjection* proj = curProj();
+    return gcp2pt(gcp.toPcp(proj).rbPcp(curMpp(), QSizeF(pix.x(), pix.y())).toGcp(proj));
+}
+
+QPointF kstVectorShape::itemPixToGeo(const QPointF& pix) const
+{
+    kstProjection* proj = curProj();
+    const QPointF scenePix = pix + pos();
+    const QSizeF size(QSize(int(scenePix.x()), int(scenePix.y())));
+    return gcp2pt(proj->ltGcp().toPcp(proj).rbPcp(curMpp(), size).toGcp(proj));
+}
+
+QVector<QPointF> kstVectorShape::fitPoints(const QVector<QPointF>& points, const FourParamter__& parameters) const
+{
+    kstProjection* proj = curProj();
+    QList<QPointF> plane;
+    plane.reserve(points.size());
+    for (const QPointF& p : points)
+        plane.append(pt2gcp(p).toPcp(proj).toPointF());
+    QVector<QPointF> result;
+    result.reserve(points.size());
+    for (const QPointF& p : kstFourParamter(parameters).transforms(plane))
+        result.append(gcp2pt(validGcp(kstPlaneCoordinatesPoint(p).toGcp(proj), proj)));
+    return result;
+}
+
+QVector<QPointF> kstVectorShape::correctedOut(const QVector<QPointF>& points) const
+{
+    kstCorrection* corr = curCorr();
+    QVector<QPointF> result;
+    result.reserve(points.size());
+    for (const QPointF& p : points)
+        result.append(gcp2pt(corr->correctOut(pt2gcp(p))));
+    return result;
+}
+
+bool kstVectorShape::transformPoints(QVector<QPointF>& points, OGRSpatialReference* srs)
+{
+    std::unique_ptr<OGRCoordinateTransformation, TransformDeleter> ct(
+        OGRCreateCoordinateTransformation(&m_wgs84Srs, srs));
+    if (!ct) {
+        qDebug().noquote() << CPLGetLastErrorMsg();
+        return false;
+    }
+    std::vector<double> xs(points.size()), ys(points.size());
+    for (int i = 0; i < points.size(); ++i) {
+        xs[i] = points[i].x();
+        ys[i] = points[i].y();
+    }
+    if (!points.isEmpty())
+        ct->Transform(points.size(), xs.data(), ys.data());
+    for (int i = 0; i < points.size(); ++i)
+        points[i] = QPointF(xs[i], ys[i]);
+    return true;
+}
+
+OGRSpatialReference* kstVectorShape::newWgs84Srs()
+{
+    OGRSpatialReference* srs = m_wgs84Srs.Clone();
+    srs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return srs;
+}
+
+// --- Styles and labels ---------------------------------------------------
+
+QString kstVectorShape::colorString(const QColor& color, Color_Mode mode)
+{
+    switch (mode) {
+    case Color_RGBA:
+        return QStringLiteral("#%1%2%3%4").arg(hex2(color.red()), hex2(color.green()), hex2(color.blue()),
+                                               hex2(color.alpha()));
+    case Color_ARGB:
+        return QStringLiteral("#%1%2%3%4").arg(hex2(color.alpha()), hex2(color.red()), hex2(color.green()),
+                                               hex2(color.blue()));
+    case Color_RGB:
+        return QStringLiteral("#%1%2%3").arg(hex2(color.red()), hex2(color.green()), hex2(color.blue()));
+    }
+    return QString();
+}
+
+QString kstVectorShape::penStyleString(const QPen& pen, Color_Mode mode)
+{
+    return QStringLiteral("PEN(c:%1,w:%2px,id:\"%3\",cap:p,j:b)")
+        .arg(colorString(pen.color(), mode))
+        .arg(pen.width())
+        .arg(penId(pen.style()));
+}
+
+QString kstVectorShape::brushStyleString(const QBrush& brush, Color_Mode mode)
+{
+    return QStringLiteral("Brush(fc:%1,id:\"%2\")").arg(colorString(brush.color(), mode), brushId(brush.style()));
+}
+
+bool kstVectorShape::labelText(QString& text, QSizeF& size)
+{
+    m_labels.clear();
+    if (!m_collect || m_collect->m_text.isEmpty() || !m_collect->m_layer || !m_collect->m_layer->m_showLabels)
+        return false;
+    text = m_collect->m_text;
+    size = QFontMetrics(m_collect->m_layer->m_labelFont).boundingRect(text).size();
+    return true;
+}
+
+} // namespace Kestrum

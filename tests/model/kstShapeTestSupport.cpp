@@ -1,0 +1,65 @@
+#include "kstShapeTestSupport.h"
+
+#include <QPainter>
+#include <QStyleOptionGraphicsItem>
+#include <QtTest>
+
+namespace Kestrum {
+
+ShapeTestScene::ShapeTestScene(const GCP& center, int level)
+    : m_view(new kstTileMapView)
+    , m_layer(new kstVectorEditLayer)
+{
+    m_view->resize(800, 600);
+    m_view->show();
+    if (!QTest::qWaitForWindowExposed(m_view))
+        qWarning("map view was not exposed");
+    m_view->panAndZoom(center, level);
+    m_layer->addToMapView(m_view);
+}
+
+ShapeTestScene::~ShapeTestScene()
+{
+    m_layer->removeFromMapView();
+    delete m_layer; // deletes the shapes, its child items
+    delete m_view;
+}
+
+kstMeterPerPixle__ ShapeTestScene::mpp() const
+{
+    return m_view->resolution()->mpp(m_view->level());
+}
+
+kstProjection* ShapeTestScene::projection() const
+{
+    return m_view->projection();
+}
+
+void ShapeTestScene::attach(kstVectorShape* shape)
+{
+    shape->setParentLayer(m_layer);
+    shape->updateShape(mpp(), projection(), true);
+}
+
+void ShapeTestScene::zoomTo(int level)
+{
+    m_view->panAndZoom(m_view->currentCenterGcp(), level);
+}
+
+QImage ShapeTestScene::render(kstVectorShape* shape, const QSize& size, const QPointF& origin)
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.translate(origin);
+    QStyleOptionGraphicsItem option;
+    shape->paint(&painter, &option, nullptr);
+    return image;
+}
+
+void ShapeTestScene::select(kstVectorShape* shape, bool selected)
+{
+    shape->setShapeSelected(selected);
+}
+
+} // namespace Kestrum

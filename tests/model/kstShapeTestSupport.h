@@ -1,0 +1,60 @@
+#pragma once
+
+#include "kstCorrection.h"
+#include "kstTileMapView.h"
+#include "kstVectorEditLayer.h"
+#include "kstVectorShape.h"
+
+#include <QImage>
+
+namespace Kestrum {
+
+// A shown map view with an edit layer on it: shapes added here get the view's
+// projection, resolution, correction and level, as in the application.
+class ShapeTestScene
+{
+public:
+    explicit ShapeTestScene(const GCP& center = GCP(116.4, 39.9), int level = 12);
+    ~ShapeTestScene();
+
+    kstTileMapView& view() { return *m_view; }
+    kstVectorEditLayer& layer() { return *m_layer; }
+    kstMeterPerPixle__ mpp() const;
+    kstProjection* projection() const;
+
+    // Gives the shape to the edit layer and brings its pixel data up to date.
+    template <class Shape>
+    Shape* add(Shape* shape)
+    {
+        attach(shape);
+        return shape;
+    }
+    void attach(kstVectorShape* shape);
+    // Zooms the view about its centre; the edit layer follows.
+    void zoomTo(int level);
+    // Paints the shape (and its handles when selected) into a transparent
+    // image; the item origin lands on `origin` in the image.
+    static QImage render(kstVectorShape* shape, const QSize& size, const QPointF& origin);
+    // Selects or deselects a shape the way the edit layer does.
+    static void select(kstVectorShape* shape, bool selected);
+
+private:
+    kstTileMapView* m_view;
+    kstVectorEditLayer* m_layer;
+};
+
+// A correction that moves points by a constant offset, so that tests can see
+// where it is applied.
+class ShiftCorrection : public kstCorrection
+{
+public:
+    ShiftCorrection(double dLon, double dLat) : m_dLon(dLon), m_dLat(dLat) {}
+    GCP correctIn(const GCP& gcp) const override { return GCP(gcp.lon() + m_dLon, gcp.lat() + m_dLat); }
+    GCP correctOut(const GCP& gcp) const override { return GCP(gcp.lon() - m_dLon, gcp.lat() - m_dLat); }
+
+private:
+    double m_dLon;
+    double m_dLat;
+};
+
+} // namespace Kestrum
