@@ -1,5 +1,7 @@
 #include "kstFourParamter.h"
 
+#include "kstLeastSquares.h"
+
 #include <QDebug>
 
 #include <Eigen/Dense>
@@ -65,15 +67,9 @@ void kstFourParamter::backCalc(const QList<QPointF>& src, const QList<QPointF>& 
         return;
     }
 
-    const Eigen::MatrixXd A = designMatrix(src);
-    const Eigen::VectorXd L = observations(dest);
-    const Eigen::MatrixXd At = A.transpose();
-    // Normal equations. Well-spread points keep the 4 x 4 system well
-    // conditioned; coincident points make it singular and the parameters
-    // come out non-finite, which callers can detect.
-    const Eigen::VectorXd X = (At * A).inverse() * (At * L);
-
-    const Eigen::VectorXd V = A * X - L;
+    const kstLeastSquares fit = kstLeastSquares::solve(designMatrix(src), observations(dest));
+    const Eigen::VectorXd& X = fit.unknowns;
+    const Eigen::VectorXd& V = fit.residuals;
     m_residuals.clear();
     m_residuals.reserve(n);
     for (int i = 0; i < n; ++i)

@@ -1,5 +1,7 @@
 #include "kstSevenParamter.h"
 
+#include "kstLeastSquares.h"
+
 #include <QDebug>
 
 #include <Eigen/Dense>
@@ -135,14 +137,9 @@ void kstSevenParamter::backCalc(const QList<PointZ__>& src, const QList<PointZ__
         return;
     }
 
-    const Eigen::MatrixXd A = designMatrix(src);
-    const Eigen::VectorXd L = observations(dest);
-    const Eigen::MatrixXd At = A.transpose();
-    // Normal equations. Coincident points make them singular and the
-    // parameters come out non-finite, which callers can detect.
-    const Eigen::VectorXd U = (At * A).inverse() * (At * L);
-
-    const Eigen::VectorXd V = A * U - L;
+    const kstLeastSquares fit = kstLeastSquares::solve(designMatrix(src), observations(dest));
+    const Eigen::VectorXd& U = fit.unknowns;
+    const Eigen::VectorXd& V = fit.residuals;
     m_residuals.clear();
     m_residuals.reserve(n);
     for (int i = 0; i < n; ++i)
