@@ -165,22 +165,28 @@ void kstVectorShape::updateShape(const kstMeterPerPixle__& mpp, kstProjection* p
 {
     if (updateExtent)
         this->updateExtent();
-    updateBoundingRect(mpp, proj);
-    updatePixsData(mpp, proj);
-    updatePosition(mpp, proj);
-    if (m_selected)
-        updateAddVertexPath();
-    updateShapePath();
-    updateLabels();
+    updatePixelSteps(mpp, proj);
+    updatePathSteps();
 }
 
 void kstVectorShape::resetShape(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    if (updateExtent()) {
-        updateBoundingRect(mpp, proj);
-        updatePixsData(mpp, proj);
-        updatePosition(mpp, proj);
-    }
+    // An unchanged extent keeps pixels and position; paths and labels follow
+    // the geometry in any case.
+    if (updateExtent())
+        updatePixelSteps(mpp, proj);
+    updatePathSteps();
+}
+
+void kstVectorShape::updatePixelSteps(const kstMeterPerPixle__& mpp, kstProjection* proj)
+{
+    updateBoundingRect(mpp, proj);
+    updatePixsData(mpp, proj);
+    updatePosition(mpp, proj);
+}
+
+void kstVectorShape::updatePathSteps()
+{
     if (m_selected)
         updateAddVertexPath();
     updateShapePath();

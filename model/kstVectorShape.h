@@ -243,6 +243,8 @@ protected:
     static QColor m_vertexClr2;
 
 private:
+    void updatePixelSteps(const kstMeterPerPixle__& mpp, kstProjection* proj);
+    void updatePathSteps();
     void setEditCursor(const QCursor& cursor);
     void setMapDragEnable(bool enable);
 
