@@ -149,7 +149,9 @@ void kstVectorShape::updatePosition(const kstMeterPerPixle__& mpp, kstProjection
 
 QPointF kstVectorShape::getPosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    return m_ltGcp.toPcp(proj).toPix(mpp, proj->ltGcp().toPcp(proj));
+    const QPointF position = m_ltGcp.toPcp(proj).toPix(mpp, proj->ltGcp().toPcp(proj));
+    // The poles of an empty shape's inverted extent have no finite pixel.
+    return std::isfinite(position.x()) && std::isfinite(position.y()) ? position : QPointF();
 }
 
 void kstVectorShape::initShape(const kstMeterPerPixle__& mpp, kstProjection* proj)
@@ -432,8 +434,11 @@ bool kstVectorShape::updateExtentFrom(const QVector<QPointF>& points)
 
 void kstVectorShape::updateBoundingRectFromExtent(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    m_brc = QRectF(QPointF(0, 0), QPointF(m_rbGcp.toPcp(proj).toPix(mpp, m_ltGcp.toPcp(proj))));
+    // The scene must learn of the change before the rectangle changes.
     prepareGeometryChange();
+    // A shape without points keeps the inverted extent, which has no pixels.
+    const bool empty = m_ltGcp.lon() > m_rbGcp.lon() || m_ltGcp.lat() < m_rbGcp.lat();
+    m_brc = empty ? QRectF() : QRectF(QPointF(0, 0), QPointF(m_rbGcp.toPcp(proj).toPix(mpp, m_ltGcp.toPcp(proj))));
 }
 
 QPointF kstVectorShape::itemPix(const QPointF& geo, const kstMeterPerPixle__& mpp, kstProjection* proj) const
@@ -510,6 +515,40 @@ OGRSpatialReference* kstVectorShape::newWgs84Srs()
     OGRSpatialReference* srs = m_wgs84Srs.Clone();
     srs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     return srs;
+}
+
+namespace {
+
+OGRPolygon* newClosedRingPolygon(const QVector<QPointF>& points, OGRSpatialReference* srs)
+{
+    OGRLinearRing ring;
+    for (const QPointF& p : points)
+        ring.addPoint(p.x(), p.y());
+    OGRPolygon* polygon = new OGRPolygon;
+    polygon->addRing(&ring);
+    polygon->closeRings();
+    polygon->assignSpatialReference(srs);
+    return polygon;
+}
+
+} // namespace
+
+OGRPolygon kstVectorShape::ringPolygon(const QVector<QPointF>& ring) const
+{
+    OGRSpatialReference* wgs84 = newWgs84Srs();
+    std::unique_ptr<OGRPolygon> polygon(newClosedRingPolygon(correctedOut(ring), wgs84));
+    wgs84->Release(); // the polygon holds its own reference
+    return *polygon;
+}
+
+OGRGeometry* kstVectorShape::ringPolygonGeometry(const QVector<QPointF>& ring, OGRSpatialReference* srs) const
+{
+    if (!srs || srs->IsSame(&m_wgs84Srs))
+        return new OGRPolygon(ringPolygon(ring));
+    QVector<QPointF> points = correctedOut(ring);
+    if (!transformPoints(points, srs))
+        return nullptr;
+    return newClosedRingPolygon(points, srs);
 }
 
 // --- Styles and labels ---------------------------------------------------

@@ -20,6 +20,7 @@
 #include <ogr_spatialref.h>
 
 class OGRGeometry;
+class OGRPolygon;
 
 namespace Kestrum {
 
@@ -214,6 +215,11 @@ protected:
     static bool transformPoints(QVector<QPointF>& points, OGRSpatialReference* srs);
     // A new copy of the WGS84 reference, for geometries handed to GDAL.
     static OGRSpatialReference* newWgs84Srs();
+    // Export of kinds that are one closed ring of geographic points: the
+    // corrected ring as a WGS84 polygon, and the same in a target reference
+    // system (WGS84 when srs is null or the same; null when unreachable).
+    OGRPolygon ringPolygon(const QVector<QPointF>& ring) const;
+    OGRGeometry* ringPolygonGeometry(const QVector<QPointF>& ring, OGRSpatialReference* srs) const;
     // Common start of the label candidates: the text and its size, or false
     // when the shape has no label to show.
     bool labelText(QString& text, QSizeF& size);

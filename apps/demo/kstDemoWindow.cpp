@@ -1,6 +1,9 @@
 #include "kstDemoWindow.h"
 
+#include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
+#include "kstVectorEditLayer.h"
+#include "kstVectorLayer.h"
 
 #include <QAction>
 #include <QLabel>
@@ -13,8 +16,8 @@ using namespace Kestrum;
 
 namespace {
 
-const GCP kHomeCenter(105.0, 30.0);
-constexpr int kHomeLevel = 3;
+const GCP kHomeCenter(110.0, 33.0);
+constexpr int kHomeLevel = 5;
 
 QString formatDegrees(double value, QChar positive, QChar negative)
 {
@@ -42,8 +45,25 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
 
     connect(m_view, &kstTileMapView::viewChanged, this, [this](const PCP&, int level) { showLevel(level); });
     m_view->panAndZoom(kHomeCenter, kHomeLevel);
+
+    m_editLayer = new kstVectorEditLayer;
+    m_editLayer->addToMapView(m_view);
+    m_layers << kstDemoSampleLayer::create();
+    for (int i = 0; i < m_layers.size(); ++i)
+        m_editLayer->insertLayer(m_layers.at(i), i);
+    m_editLayer->resetZLevel();
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
+}
+
+kstDemoWindow::~kstDemoWindow()
+{
+    // The shapes are child items of the edit layer: dispose of the layers
+    // first, then of the edit layer, before the view deletes its scene.
+    for (kstVectorLayer* layer : qAsConst(m_layers))
+        kstVectorLayer::destoryLayer(layer);
+    m_editLayer->removeFromMapView();
+    delete m_editLayer;
 }
 
 void kstDemoWindow::createActions()

@@ -5,8 +5,10 @@
 class QLabel;
 
 namespace Kestrum {
-class kstTileMapView;
 class kstPlaneCoordinatesPoint;
+class kstTileMapView;
+class kstVectorEditLayer;
+class kstVectorLayer;
 }
 
 // The demo editor's main window: the map view, zoom actions and a status
@@ -17,6 +19,7 @@ class kstDemoWindow : public QMainWindow
 
 public:
     explicit kstDemoWindow(QWidget* parent = nullptr);
+    ~kstDemoWindow() override;
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
 
@@ -29,6 +32,8 @@ private:
     void showLevel(int level);
 
     Kestrum::kstTileMapView* m_view = nullptr;
+    Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
+    QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;
     QLabel* m_latLabel = nullptr;
     QLabel* m_levelLabel = nullptr;

@@ -1,8 +1,194 @@
+#include "VectorPoint.h"
+#include "kstShapeTestSupport.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+#include "kstVectorStyle.h"
+
+#include <QDir>
+#include <QGraphicsScene>
+#include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QtTest>
+
+#include <ogr_geometry.h>
+
+#include <memory>
+
+using namespace Kestrum;
+
+namespace {
+
+struct GeometryDeleter
+{
+    void operator()(OGRGeometry* geometry) const { OGRGeometryFactory::destroyGeometry(geometry); }
+};
+using GeometryPtr = std::unique_ptr<OGRGeometry, GeometryDeleter>;
+
+bool near(const QPointF& a, const QPointF& b)
+{
+    return qAbs(a.x() - b.x()) < 1e-6 && qAbs(a.y() - b.y()) < 1e-6;
+}
+
+// Handles are painted translucent while the scene has no focus.
+bool isHandle(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color)
+{
+    const QColor got = image.pixelColor(pixel);
+    return got.alpha() == (shape->scene()->hasFocus() ? 255 : 204) && got.rgb() == color.rgb();
+}
+
+} // namespace
 
 class tst_VectorPoint : public QObject
 {
     Q_OBJECT
+
+private slots:
+    void boundsPaintingAndMoves()
+    {
+        ShapeTestScene scene;
+        auto* point = scene.add(new VectorPoint(QPointF(116.41, 39.91), &scene.layer()));
+        for (int level : {3, 12, 19}) {
+            scene.zoomTo(level);
+            scene.attach(point);
+            QVERIFY(near(point->scenePos(), scene.view().gcpToPix(GCP(116.41, 39.91))));
+            point->moveShapeBy(12.5, -7);
+            QVERIFY(near(point->scenePos(), scene.view().gcpToPix(GCP(116.41, 39.91)) + QPointF(12.5, -7)));
+            point->moveShapeTo(GCP(116.41, 39.91));
+        }
+        point->moveVertexTo(3, GCP(2, 48)); // the point has vertex 0 only
+        QVERIFY(point->removeVertex(0));
+        QCOMPARE(point->vertexs(), QList<GCP>{GCP(116.41, 39.91)});
+
+        point->setPointSize(9);
+        QCOMPARE(point->boundingRect(), QRectF(-12.5, -12.5, 25, 25));
+        point->setPointSize(20);
+        ShapeTestScene::select(point, true);
+        QImage image = ShapeTestScene::render(point, QSize(40, 40), QPointF(20, 20));
+        QVERIFY(isHandle(image, {16, 16}, point, Qt::yellow) && isHandle(image, {23, 23}, point, Qt::yellow));
+        QVERIFY(image.pixelColor(24, 20) == QColor(Qt::red) && image.pixelColor(32, 20).alpha() == 0);
+
+        // The type alone does not rebuild the bounds; a new marker does, anchored on the point.
+        point->setPointType(1);
+        QCOMPARE(point->brc(), QRectF(-10, -10, 20, 20));
+        point->setMarkerIcon(point->markerIcon());
+        QCOMPARE(point->brc(), QRectF(-17, -31, 32, 32));
+        ShapeTestScene::select(point, false);
+        image = ShapeTestScene::render(point, QSize(64, 64), QPointF(32, 40));
+        QCOMPARE(image.copy(32 - 17, 40 - 31, 32, 32).convertToFormat(QImage::Format_Alpha8),
+                 kstVectorStyle::markerIcon_default.convertToFormat(QImage::Format_Alpha8));
+
+        // Fitting works in plane coordinates.
+        const PCP plane = point->vertex(0).toPcp(scene.projection());
+        point->fit(FourParamter__(100, -50));
+        const PCP fitted = point->vertex(0).toPcp(scene.projection());
+        QVERIFY(near(QPointF(fitted.x() - plane.x(), fitted.y() - plane.y()), QPointF(100, -50)));
+    }
+
+    void exportGeometry()
+    {
+        ShapeTestScene scene;
+        ShiftCorrection shift(0.25, 0.5);
+        scene.view().setConfig(nullptr, nullptr, &shift);
+        auto* point = scene.add(new VectorPoint(QPointF(116.5, 40.0), &scene.layer()));
+        GeometryPtr wgs84(point->toOGRGeometry());
+        char* wkt = nullptr;
+        wgs84->exportToWkt(&wkt);
+        QCOMPARE(QString(wkt), QStringLiteral("POINT (116.25 39.5)"));
+        CPLFree(wkt);
+        // Each geometry holds the only reference to its WGS84 copy.
+        QCOMPARE(wgs84->getSpatialReference()->GetReferenceCount(), 1);
+        QCOMPARE(point->toOGR().getSpatialReference()->GetReferenceCount(), 1);
+
+        OGRSpatialReference mercator;
+        mercator.importFromEPSG(3857);
+        mercator.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        double x = 116.25, y = 39.5;
+        OGRCoordinateTransformation* ct = OGRCreateCoordinateTransformation(&kstVectorShape::m_wgs84Srs, &mercator);
+        ct->Transform(1, &x, &y);
+        OGRCoordinateTransformation::DestroyCT(ct);
+        GeometryPtr projected(point->toOGRGeometry(&mercator));
+        QCOMPARE(projected->getSpatialReference(), &mercator);
+        QVERIFY(near(QPointF(projected->toPoint()->getX(), projected->toPoint()->getY()), QPointF(x, y)));
+    }
+
+    void symbolFiles()
+    {
+        QTemporaryDir dir;
+        const QString source = dir.filePath(QStringLiteral("roads.kml"));
+        const QDir folder(dir.filePath(QStringLiteral("roads.kml_ext_file")));
+        const QRegularExpression circleSymbol(QString(
+            R"re(^SYMBOL\(id:"roads\.kml_ext_file/(point_symbol_\{[0-9a-f-]{36}\}\.png)",s:1,dx:4px,dy:4px\)$)re"));
+        VectorPoint first(QPointF(1, 1), nullptr), twin(QPointF(2, 2), nullptr), blue(QPointF(3, 3), nullptr);
+        blue.setPointFillBrush(QBrush(Qt::blue));
+        QVERIFY(first.symbolPixmap().size() == QSize(9, 9) && first.symbolAnchor() == QPoint(4, 4));
+
+        const QString firstStyle = first.styleString(source, kstVectorShape::Color_RGBA);
+        const QRegularExpressionMatch match = circleSymbol.match(firstStyle);
+        QVERIFY2(match.hasMatch(), qPrintable(firstStyle));
+        QCOMPARE(QImage(folder.filePath(match.captured(1))).convertToFormat(QImage::Format_ARGB32),
+                 first.symbolPixmap().toImage().convertToFormat(QImage::Format_ARGB32));
+        QCOMPARE(twin.styleString(source, kstVectorShape::Color_RGB), firstStyle);
+        const QString blueStyle = blue.styleString(source, kstVectorShape::Color_RGBA);
+        QVERIFY(circleSymbol.match(blueStyle).hasMatch() && blueStyle != firstStyle);
+        // A later export to the same place reuses the pictures already there.
+        VectorPoint blueAgain(QPointF(4, 4), nullptr);
+        blueAgain.setPointFillBrush(QBrush(Qt::blue));
+        QCOMPARE(blueAgain.styleString(source, kstVectorShape::Color_RGBA), blueStyle);
+        QCOMPARE(folder.entryList(QDir::Files).size(), 2);
+        blue.setPointType(1);
+        QVERIFY(blue.styleString(source, kstVectorShape::Color_RGBA).endsWith(",s:1,dx:17px,dy:31px)"));
+        QCOMPARE(folder.entryList(QDir::Files).size(), 3);
+
+        QTest::ignoreMessage(QtDebugMsg, "QDir::mkdir failed!");
+        QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QString(
+            R"re(^sybPixmapPath save failed: /nonexistent-kst/out\.kml_ext_file/point_symbol_\{.*\}\.png$)re")));
+        QVERIFY(first.styleString(QStringLiteral("/nonexistent-kst/out.kml"), kstVectorShape::Color_RGBA)
+                    .startsWith(QStringLiteral("SYMBOL(id:\"out.kml_ext_file/point_symbol_")));
+    }
+
+    void iconLabelsAndClone()
+    {
+        VectorPoint loose(QPointF(116.4, 39.9), nullptr);
+        loose.setPointSize(9);
+        QVERIFY(loose.icon().pixelColor(14, 14) == QColor(Qt::red) && loose.icon().pixelColor(20, 14).alpha() == 0);
+        loose.setPointSize(40); // no larger than the icon
+        QVERIFY(loose.icon().pixelColor(2, 14) == QColor(Qt::red) && loose.icon().pixelColor(1, 1).alpha() == 0);
+
+        kstVectorLayer layer;
+        kstVectorCollect collect;
+        collect.m_layer = &layer;
+        collect.m_text = QStringLiteral("Tiananmen");
+        ShapeTestScene scene;
+        auto* point = scene.add(new VectorPoint(QPointF(116.4, 39.9), &scene.layer()));
+        point->setShapeCollect(&collect, 0);
+        scene.attach(point);
+        // Below, right, left and above the point, on whole pixels.
+        const QRectF b = point->brc();
+        const QList<VectorShapeLabel__> labels = point->labels();
+        QCOMPARE(labels.size(), 4);
+        for (const VectorShapeLabel__& label : labels)
+            QVERIFY(label.text == collect.m_text && label.rect.topLeft() == QPointF(label.rect.topLeft().toPoint()));
+        QVERIFY(labels[0].rect.top() == b.bottom() + 1 && qAbs(labels[0].rect.center().x()) <= 1);
+        QVERIFY(labels[1].rect.left() == b.right() + 1 && qAbs(labels[1].rect.center().y()) <= 1);
+        QVERIFY(qAbs(labels[2].rect.right() - b.left() + 1) <= 1 && labels[2].rect.top() == labels[1].rect.top());
+        QVERIFY(qAbs(labels[3].rect.bottom() - b.top() + 1) <= 1 && labels[3].rect.left() == labels[0].rect.left());
+        layer.m_showLabels = false;
+        scene.attach(point);
+        QVERIFY(point->labels().isEmpty());
+
+        QPixmap flag(10, 12);
+        flag.fill(Qt::blue);
+        point->setPointType(1);
+        point->setMarkerAnchor(QPoint(5, 6));
+        point->setMarkerIcon(flag);
+        ShapeTestScene::select(point, true);
+        std::unique_ptr<kstVectorShape> copy(point->clone());
+        auto* twin = static_cast<VectorPoint*>(copy.get());
+        QVERIFY(!twin->parentLayer() && !twin->isShapeSelected() && twin->brc() == QRectF(-5, -6, 10, 12));
+        QCOMPARE(twin->symbolPixmap().toImage(), flag.toImage());
+        twin->setGeoData(QPointF(0, 0));
+        QCOMPARE(point->geoData(), QPointF(116.4, 39.9));
+    }
 };
 
 QTEST_MAIN(tst_VectorPoint)

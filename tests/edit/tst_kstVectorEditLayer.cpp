@@ -1,0 +1,177 @@
+#include "VectorLine.h"
+#include "kstShapeTestSupport.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+#include "kstWebMercatorProjection.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+using namespace Kestrum;
+
+namespace {
+
+// A layer of `count` short lines scattered around a centre.
+kstVectorLayer* lineLayer(int count, quint32 seed)
+{
+    QRandomGenerator rng(seed);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    for (int i = 0; i < count; ++i) {
+        const QPointF start(100 + rng.generateDouble() * 20, 30 + rng.generateDouble() * 10);
+        QVector<QPointF> points{start, start + QPointF(0.05, 0.02), start + QPointF(0.1, -0.03)};
+        kstVectorCollect* collect = kstVectorCollect::newCollect();
+        collect->m_layer = layer;
+        collect->m_fid = layer->genFid();
+        VectorLine* line = new VectorLine(points, nullptr);
+        line->setShapeCollect(collect, 0);
+        collect->m_shapes << line;
+        layer->m_collects.insert(collect->m_fid, collect);
+    }
+    return layer;
+}
+
+// Largest distance between where each shape's vertices are drawn and where
+// the view puts the same geographic points.
+double worstPixelError(kstTileMapView& view, kstVectorLayer* layer)
+{
+    double worst = 0;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+        auto* line = static_cast<VectorLine*>(collect->m_shapes.first());
+        const QVector<QPointF> geo = line->geoData();
+        const QVector<QPointF> pix = line->pixData();
+        for (int i = 0; i < geo.size(); ++i) {
+            const QPointF drawn = line->mapToScene(pix.at(i));
+            const QPointF expected = view.gcpToPix(GCP(geo.at(i)));
+            worst = qMax(worst, QLineF(drawn, expected).length());
+        }
+    }
+    return worst;
+}
+
+class ShiftedMercator : public kstWebMercatorProjection
+{
+public:
+    PCP forward(const GCP& gcp) const override
+    {
+        const PCP p = kstWebMercatorProjection::forward(gcp);
+        return PCP(p.x() + 5000.0, p.y() - 3000.0);
+    }
+    GCP inverse(const PCP& pcp) const override
+    {
+        return kstWebMercatorProjection::inverse(PCP(pcp.x() - 5000.0, pcp.y() + 3000.0));
+    }
+};
+
+} // namespace
+
+class tst_kstVectorEditLayer : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void shapesFollowPansZoomsAndConfig();
+    void parallelAndSequentialUpdatesAgree();
+    void zLevelsStackLayersAndSelection();
+};
+
+void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
+{
+    ShapeTestScene scene(GCP(110, 35), 6);
+    kstVectorLayer* layer = lineLayer(50, 7);
+    QSignalSpy inserted(&scene.layer(), &kstVectorEditLayer::layerInserted);
+    scene.layer().insertLayer(layer, 0);
+    QCOMPARE(inserted.count(), 1);
+    QCOMPARE(scene.layer().layer(0), layer);
+    QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
+
+    // A pan moves the edit layer only; the shapes' pixel data stay as they were.
+    auto* first = static_cast<VectorLine*>(layer->m_collects.first()->m_shapes.first());
+    const QVector<QPointF> pixBefore = first->pixData();
+    const QPointF layerPos = scene.layer().pos();
+    scene.view().panBy(QPointF(37, -21));
+    QCOMPARE(first->pixData(), pixBefore);
+    QCOMPARE(scene.layer().pos(), layerPos + QPointF(37, -21));
+    QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
+
+    // A zoom recomputes the pixel data.
+    scene.zoomTo(9);
+    QVERIFY(first->pixData() != pixBefore);
+    QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
+
+    ShiftedMercator shifted;
+    scene.view().setConfig(&shifted, nullptr, nullptr);
+    QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
+    scene.view().setConfig(nullptr, nullptr, nullptr);
+
+    // A hidden edit layer leaves its shapes alone until it is shown again.
+    scene.layer().hideVectorLayer();
+    const QVector<QPointF> hiddenPix = first->pixData();
+    scene.zoomTo(11);
+    QCOMPARE(first->pixData(), hiddenPix);
+    scene.layer().showVectorLayer();
+    QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
+
+    scene.layer().layers().clear();
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstVectorEditLayer::parallelAndSequentialUpdatesAgree()
+{
+    // 999 shapes take the sequential path, 1000 the thread pool; the first 999
+    // lines are the same in both, and must end in the same places.
+    ShapeTestScene sequential(GCP(110, 35), 7);
+    ShapeTestScene parallel(GCP(110, 35), 7);
+    kstVectorLayer* few = lineLayer(999, 11);
+    kstVectorLayer* many = lineLayer(1000, 11);
+    sequential.layer().insertLayer(few, 0);
+    parallel.layer().insertLayer(many, 0);
+    for (int level : {8, 5, 10}) {
+        sequential.zoomTo(level);
+        parallel.zoomTo(level);
+        QVERIFY(worstPixelError(parallel.view(), many) < 1e-6);
+        auto a = few->m_collects.cbegin();
+        auto b = many->m_collects.cbegin();
+        for (; a != few->m_collects.cend(); ++a, ++b) {
+            auto* la = static_cast<VectorLine*>(a.value()->m_shapes.first());
+            auto* lb = static_cast<VectorLine*>(b.value()->m_shapes.first());
+            QCOMPARE(lb->pos(), la->pos());
+            QCOMPARE(lb->pixData(), la->pixData());
+            QCOMPARE(lb->shapePath(), la->shapePath());
+        }
+    }
+    sequential.layer().layers().clear();
+    parallel.layer().layers().clear();
+    kstVectorLayer::destoryLayer(few);
+    kstVectorLayer::destoryLayer(many);
+}
+
+void tst_kstVectorEditLayer::zLevelsStackLayersAndSelection()
+{
+    ShapeTestScene scene;
+    QList<kstVectorLayer*> layers{lineLayer(2, 1), lineLayer(2, 2), lineLayer(2, 3)};
+    for (int i = 0; i < layers.size(); ++i)
+        scene.layer().insertLayer(layers.at(i), i);
+    scene.layer().setLayerMinZLevel(10);
+    scene.layer().resetZLevel();
+    for (int i = 0; i < 3; ++i) {
+        for (kstVectorCollect* c : qAsConst(layers.at(i)->m_collects)) {
+            QCOMPARE(c->m_shapes.first()->zValue(), qreal(12 - i));
+            QCOMPARE(c->m_shapes.first()->shapeLayerZLevel(), 12 - i);
+        }
+    }
+    QCOMPARE(scene.layer().zValue(), qreal(14));
+
+    QSignalSpy changed(&scene.layer(), &kstVectorEditLayer::actionChanged);
+    scene.layer().setLayerAction(kstVectorEditLayer::NewLine);
+    scene.layer().setLayerAction(kstVectorEditLayer::NewLine);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.at(0).at(0).toInt(), int(kstVectorEditLayer::None));
+    QCOMPARE(changed.at(0).at(1).toInt(), int(kstVectorEditLayer::NewLine));
+
+    scene.layer().layers().clear();
+    for (kstVectorLayer* layer : layers)
+        kstVectorLayer::destoryLayer(layer);
+}
+
+QTEST_MAIN(tst_kstVectorEditLayer)
+#include "tst_kstVectorEditLayer.moc"
