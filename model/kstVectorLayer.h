@@ -48,6 +48,15 @@ public:
     static bool getLayersExtent(const QList<kstVectorLayer*>& layers,
                                 kstGeographicalCoordinatesPoint& lt, kstGeographicalCoordinatesPoint& rb);
 
+    // The layers file. Saving replaces the previous file only once the new
+    // one is completely written. Loading replaces the list's contents by new
+    // layers the caller owns; a damaged file loads what precedes the damage.
+    // The extent of a file is read from its header alone.
+    static bool saveLayers(const QList<kstVectorLayer*>& layers, const QString& file);
+    static bool loadLayers(QList<kstVectorLayer*>& layers, const QString& file);
+    static bool getLayersExtent(const QString& file, kstGeographicalCoordinatesPoint& lt,
+                                kstGeographicalCoordinatesPoint& rb);
+
     QString m_name;
     QString m_srsWkt;
     QList<QString> m_fieldNames;
