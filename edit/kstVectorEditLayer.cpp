@@ -9,6 +9,7 @@
 #include "kstVectorShape.h"
 
 #include <QCursor>
+#include <QGraphicsScene>
 #include <QtConcurrent>
 
 namespace Kestrum {
@@ -129,6 +130,21 @@ void kstVectorEditLayer::insertLayer(kstVectorLayer* layer, int index, bool shap
     }
     m_layers.insert(index, layer);
     emit layerInserted(layer, index);
+}
+
+void kstVectorEditLayer::removeLayer(kstVectorLayer* layer)
+{
+    if (!m_layers.contains(layer))
+        return;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes)) {
+            m_selectedShapes.removeAll(shape);
+            if (shape->scene())
+                shape->scene()->removeItem(shape);
+        }
+    }
+    m_layers.removeAll(layer);
+    emit layerRemoved(layer);
 }
 
 void kstVectorEditLayer::attachShape(kstVectorShape* shape)

@@ -57,6 +57,8 @@ public:
     void insertLayer(kstVectorLayer* layer, int index);
     // As insertLayer, for layers whose shapes already carry their pixel data.
     void importLayer(kstVectorLayer* layer, int index);
+    // Takes the layer off the view; its contents stay intact.
+    void removeLayer(kstVectorLayer* layer);
     QList<kstVectorLayer*>& layers() { return m_layers; }
     QList<kstVectorLayer*> constLayers() const { return m_layers; }
     kstVectorLayer* layer(int index) const;
@@ -97,6 +99,7 @@ public slots:
 signals:
     void actionChanged(int lastAction, int curAction);
     void layerInserted(Kestrum::kstVectorLayer* layer, int index);
+    void layerRemoved(Kestrum::kstVectorLayer* layer);
 
 protected:
     virtual void drawShapeLabels(QPainter* painter, const QStyleOptionGraphicsItem* option);

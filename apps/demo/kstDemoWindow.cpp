@@ -6,6 +6,8 @@
 #include "kstVectorLayer.h"
 
 #include <QAction>
+#include <QFileDialog>
+#include <QMessageBox>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMouseEvent>
@@ -48,10 +50,7 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
 
     m_editLayer = new kstVectorEditLayer;
     m_editLayer->addToMapView(m_view);
-    m_layers << kstDemoSampleLayer::create();
-    for (int i = 0; i < m_layers.size(); ++i)
-        m_editLayer->insertLayer(m_layers.at(i), i);
-    m_editLayer->resetZLevel();
+    showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
 }
@@ -66,8 +65,78 @@ kstDemoWindow::~kstDemoWindow()
     delete m_editLayer;
 }
 
+void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
+{
+    for (kstVectorLayer* layer : qAsConst(m_layers)) {
+        m_editLayer->removeLayer(layer);
+        kstVectorLayer::destoryLayer(layer);
+    }
+    m_layers = layers;
+    for (int i = 0; i < m_layers.size(); ++i)
+        m_editLayer->insertLayer(m_layers.at(i), i);
+    m_editLayer->resetZLevel();
+}
+
+bool kstDemoWindow::openLayers(const QString& file)
+{
+    QList<kstVectorLayer*> layers;
+    if (!kstVectorLayer::loadLayers(layers, file)) {
+        statusBar()->showMessage(tr("Cannot open %1").arg(file));
+        return false;
+    }
+    showLayers(layers);
+    zoomToLayers();
+    statusBar()->showMessage(tr("Opened %1").arg(file));
+    return true;
+}
+
+bool kstDemoWindow::saveLayers(const QString& file)
+{
+    const bool saved = kstVectorLayer::saveLayers(m_layers, file);
+    statusBar()->showMessage(saved ? tr("Saved %1").arg(file) : tr("Cannot save %1").arg(file));
+    return saved;
+}
+
+void kstDemoWindow::zoomToLayers()
+{
+    GCP lt, rb;
+    kstVectorLayer::getLayersExtent(m_layers, lt, rb);
+    if (lt.lon() > rb.lon())
+        return;
+    // The deepest level at which the whole extent fits into the view.
+    const GCP center((lt.lon() + rb.lon()) / 2, (lt.lat() + rb.lat()) / 2);
+    const QSize size = m_view->viewSize();
+    int level = m_view->resolution()->maxLevel();
+    for (; level > m_view->resolution()->minLevel(); --level) {
+        const QPointF span = rb.toPcp(m_view->projection()).toPix(m_view->resolution()->mpp(level),
+                                                                 lt.toPcp(m_view->projection()));
+        if (span.x() <= size.width() && span.y() <= size.height())
+            break;
+    }
+    m_view->panAndZoom(center, level);
+}
+
+void kstDemoWindow::createFileMenu()
+{
+    QMenu* fileMenu = menuBar()->addMenu(tr("&File"));
+    const QString filter = tr("Layers files (*.kst);;All files (*)");
+    fileMenu->addAction(tr("&Open Layers..."), this, [this, filter] {
+        const QString file = QFileDialog::getOpenFileName(this, tr("Open Layers"), QString(), filter);
+        if (!file.isEmpty() && !openLayers(file))
+            QMessageBox::warning(this, tr("Open Layers"), tr("%1 is not a readable layers file.").arg(file));
+    }, QKeySequence::Open);
+    fileMenu->addAction(tr("&Save Layers As..."), this, [this, filter] {
+        const QString file = QFileDialog::getSaveFileName(this, tr("Save Layers"), QString(), filter);
+        if (!file.isEmpty() && !saveLayers(file))
+            QMessageBox::warning(this, tr("Save Layers"), tr("Cannot save %1.").arg(file));
+    }, QKeySequence::Save);
+    fileMenu->addSeparator();
+    fileMenu->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
+}
+
 void kstDemoWindow::createActions()
 {
+    createFileMenu();
     QMenu* viewMenu = menuBar()->addMenu(tr("&View"));
     QToolBar* toolBar = addToolBar(tr("Map"));
     toolBar->setObjectName(QStringLiteral("mapToolBar"));

@@ -23,11 +23,18 @@ public:
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
 
+    // Replaces the shown layers by those of a layers file and shows their extent.
+    bool openLayers(const QString& file);
+    bool saveLayers(const QString& file);
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void createActions();
+    void createFileMenu();
+    void showLayers(const QList<Kestrum::kstVectorLayer*>& layers);
+    void zoomToLayers();
     void showCursor(const QPointF& pix);
     void showLevel(int level);
 

@@ -46,6 +46,11 @@ int main(int argc, char* argv[])
                                               QStringLiteral("Render the window, save it as a PNG file and exit."),
                                               QStringLiteral("file"));
     parser.addOption(screenshotOption);
+    const QCommandLineOption saveOption(QStringLiteral("save"),
+                                        QStringLiteral("Save the shown layers to a layers file and go on."),
+                                        QStringLiteral("file"));
+    parser.addOption(saveOption);
+    parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A layers file to open."));
     parser.process(app);
 
     QString screenshot = parser.value(screenshotOption);
@@ -55,6 +60,11 @@ int main(int argc, char* argv[])
     kstDemoWindow window;
     window.resize(1200, 800);
     window.show();
+    QApplication::processEvents();
+    if (!parser.positionalArguments().isEmpty() && !window.openLayers(parser.positionalArguments().first()))
+        std::fprintf(stderr, "kstvector-demo: cannot open %s\n", qPrintable(parser.positionalArguments().first()));
+    if (parser.isSet(saveOption) && !window.saveLayers(parser.value(saveOption)))
+        std::fprintf(stderr, "kstvector-demo: cannot save %s\n", qPrintable(parser.value(saveOption)));
     if (screenshot.isEmpty())
         return app.exec();
 

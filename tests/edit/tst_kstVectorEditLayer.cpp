@@ -111,7 +111,14 @@ void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
     scene.layer().showVectorLayer();
     QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
 
-    scene.layer().layers().clear();
+    // Removing the layer takes its shapes off the scene and leaves them alive.
+    QSignalSpy removed(&scene.layer(), &kstVectorEditLayer::layerRemoved);
+    scene.layer().removeLayer(layer);
+    QCOMPARE(removed.count(), 1);
+    QVERIFY(scene.layer().layers().isEmpty());
+    QVERIFY(!first->scene());
+    QVERIFY(!first->parentItem());
+    QCOMPARE(first->geoData().size(), 3);
     kstVectorLayer::destoryLayer(layer);
 }
 

@@ -1,0 +1,31 @@
+#include "kstInfoCommand.h"
+
+#include <QGuiApplication>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+int usage(QTextStream& err)
+{
+    err << "usage: kstvector info FILE\n"
+           "  info FILE   describe the layers, collects, shapes, fields and extent of a layers file\n";
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Pens, brushes and pictures in layers need a GUI application, never a display.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    const QStringList args = app.arguments();
+    if (args.size() == 3 && args.at(1) == QLatin1String("info"))
+        return kstInfoCommand::run(args.at(2), out, err);
+    return usage(err);
+}
