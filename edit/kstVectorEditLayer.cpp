@@ -9,12 +9,38 @@
 #include "kstVectorShape.h"
 
 #include <QCursor>
+#include <QPainter>
+#include <QTransform>
+
+#include <cmath>
 #include <QGraphicsScene>
 #include <QtConcurrent>
 
 namespace Kestrum {
 
 namespace {
+
+// Labels keep this many pixels clear on every side.
+constexpr double kLabelMargin = 3.0;
+// Label rotation is converted to degrees with this value of pi.
+constexpr double kLabelPi = 3.141592653589;
+
+// The bounding box of a rectangle rotated about its centre.
+QRectF rotatedBounds(const QRectF& rect, double angle)
+{
+    if (angle == 0.0)
+        return rect;
+    const QPointF c = rect.center();
+    const QTransform rotation = QTransform::fromTranslate(-c.x(), -c.y())
+                              * QTransform(std::cos(angle), std::sin(angle), -std::sin(angle), std::cos(angle), 0, 0)
+                              * QTransform::fromTranslate(c.x(), c.y());
+    return rotation.mapRect(rect);
+}
+
+QRectF spaced(const QRectF& rect)
+{
+    return rect.adjusted(-kLabelMargin, -kLabelMargin, kLabelMargin, kLabelMargin);
+}
 
 // From this many shapes on, pixel data are recomputed on the thread pool.
 constexpr int kParallelShapeThreshold = 1000;
@@ -91,7 +117,10 @@ kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
     setAcceptedMouseButtons(Qt::LeftButton | Qt::RightButton);
 }
 
-kstVectorEditLayer::~kstVectorEditLayer() = default;
+kstVectorEditLayer::~kstVectorEditLayer()
+{
+    clearShapeLabels();
+}
 
 void kstVectorEditLayer::setLayerAction(Action action)
 {
@@ -139,6 +168,7 @@ void kstVectorEditLayer::removeLayer(kstVectorLayer* layer)
     for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
         for (kstVectorShape* shape : qAsConst(collect->m_shapes)) {
             m_selectedShapes.removeAll(shape);
+            dropShapeLabels(shape);
             if (shape->scene())
                 shape->scene()->removeItem(shape);
         }
@@ -321,6 +351,7 @@ void kstVectorEditLayer::showVectorLayer()
 
 void kstVectorEditLayer::hideVectorLayer()
 {
+    clearShapeLabels();
     refresh();
     setVisible(false);
 }
@@ -337,8 +368,90 @@ void kstVectorEditLayer::correctOutShapes()
         correctShapes(allShapes(), mapView()->correction(), correctOut);
 }
 
-// Label placement arrives with the label overlay; until then no label is placed.
-void kstVectorEditLayer::setLayerLabels() {}
+// --- Labels --------------------------------------------------------------
+
+void kstVectorEditLayer::clearShapeLabels()
+{
+    for (const QList<VectorShapeLabel__*>& labels : qAsConst(m_shapeLabels))
+        qDeleteAll(labels);
+    m_shapeLabels.clear();
+    m_labelGrid.clear();
+}
+
+void kstVectorEditLayer::dropShapeLabels(kstVectorShape* shape)
+{
+    qDeleteAll(m_shapeLabels.take(shape));
+}
+
+bool kstVectorEditLayer::isIntersectsWithCurrentLabels(const QRectF& rect) const
+{
+    return m_labelGrid.intersects(spaced(rect));
+}
+
+void kstVectorEditLayer::setLayerLabels()
+{
+    clearShapeLabels();
+    if (!scene())
+        return;
+    const QRectF visible = QRectF(QPointF(0, 0), QSizeF(m_viewSize)).translated(-pos());
+    // The visible area in scene coordinates, topmost items first.
+    const QList<QGraphicsItem*> items =
+        scene()->items(mapRectToScene(visible), Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
+    for (QGraphicsItem* item : items) {
+        auto* shape = dynamic_cast<kstVectorShape*>(item);
+        if (!shape || shape->parentLayer() != this)
+            continue;
+        const kstVectorCollect* collect = shape->shapeCollect();
+        if (!collect || collect->m_text.isEmpty() || !collect->m_layer || !collect->m_layer->m_showLabels)
+            continue;
+        const QList<VectorShapeLabel__*> labels = placeLabels(shape, visible);
+        if (!labels.isEmpty())
+            m_shapeLabels.insert(shape, labels);
+    }
+}
+
+QList<VectorShapeLabel__*> kstVectorEditLayer::placeLabels(kstVectorShape* shape, const QRectF& visible)
+{
+    QList<VectorShapeLabel__*> accepted;
+    for (const VectorShapeLabel__& candidate : shape->labels()) {
+        const QRectF r = candidate.rect.translated(shape->pos());
+        const QRectF test = rotatedBounds(r, candidate.angle);
+        if (!test.intersects(visible) || isIntersectsWithCurrentLabels(test))
+            continue;
+        accepted.append(new VectorShapeLabel__{candidate.text, candidate.angle, r});
+        // Rotated labels block others with their unrotated rectangle.
+        m_labelGrid.insert(spaced(r));
+        if (shape->shapeType() == kstVectorShape::Type_Point)
+            break; // one label per point, at its first free position
+    }
+    return accepted;
+}
+
+void kstVectorEditLayer::updateLabels()
+{
+    setLayerLabels();
+    refresh();
+}
+
+void kstVectorEditLayer::upateLayerShapeLabels(kstVectorLayer* layer)
+{
+    if (!layer)
+        return;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+            shape->updateLabels();
+}
+
+void kstVectorEditLayer::setLayerShowLabes(kstVectorLayer* layer, bool show)
+{
+    if (layer && layer->m_showLabels != show)
+        layer->m_showLabels = show;
+}
+
+bool kstVectorEditLayer::isLayerShowLabes(kstVectorLayer* layer)
+{
+    return layer && layer->m_showLabels;
+}
 
 // --- Painting ------------------------------------------------------------
 
@@ -351,7 +464,30 @@ void kstVectorEditLayer::paint(QPainter* painter, const QStyleOptionGraphicsItem
     drawBoxSelect(painter, option);
 }
 
-void kstVectorEditLayer::drawShapeLabels(QPainter*, const QStyleOptionGraphicsItem*) {}
+void kstVectorEditLayer::drawShapeLabels(QPainter* painter, const QStyleOptionGraphicsItem*)
+{
+    for (auto it = m_shapeLabels.cbegin(); it != m_shapeLabels.cend(); ++it) {
+        const kstVectorLayer* layer = it.key()->shapeCollect() ? it.key()->shapeCollect()->m_layer : nullptr;
+        if (!layer)
+            continue;
+        painter->setRenderHint(QPainter::TextAntialiasing, layer->m_antiAliasing);
+        painter->setFont(layer->m_labelFont);
+        for (const VectorShapeLabel__* label : it.value()) {
+            const bool rotated = label->angle != 0.0;
+            if (rotated) {
+                const QPointF c = label->rect.center();
+                painter->save();
+                painter->translate(c);
+                painter->rotate(label->angle * 180.0 / kLabelPi);
+                painter->translate(-c);
+            }
+            kstVectorShape::drawOutlineText(painter, label->text, label->rect, layer->m_labelOutlineClr,
+                                            layer->m_labelTextClr);
+            if (rotated)
+                painter->restore();
+        }
+    }
+}
 void kstVectorEditLayer::drawShapeNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
 void kstVectorEditLayer::drawShapeVertexNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
 void kstVectorEditLayer::drawFit(QPainter*, const QStyleOptionGraphicsItem*) {}

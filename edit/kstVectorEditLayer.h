@@ -6,7 +6,11 @@
 #include "kstGeographicalCoordinatesPoint.h"
 #include "kstPlaneCoordinatesPoint.h"
 
+#include "VectorShapeLabel.h"
+#include "kstLabelGrid.h"
+
 #include <QList>
+#include <QMap>
 #include <QObject>
 #include <QRectF>
 #include <QSize>
@@ -84,6 +88,14 @@ public:
 
     void showVectorLayer();
     void hideVectorLayer();
+
+    // Labels: placed anew over the visible area, topmost shapes first, none
+    // closer than 6 pixels to another.
+    void updateLabels();
+    QMap<kstVectorShape*, QList<VectorShapeLabel__*>> shapeLabels() const { return m_shapeLabels; }
+    static void upateLayerShapeLabels(kstVectorLayer* layer);
+    static void setLayerShowLabes(kstVectorLayer* layer, bool show);
+    static bool isLayerShowLabes(kstVectorLayer* layer);
     void correctInShapes();
     void correctOutShapes();
 
@@ -112,8 +124,12 @@ protected:
     void setLayerPosition();
     void updateShapes();
     void setLayerLabels();
+    bool isIntersectsWithCurrentLabels(const QRectF& rect) const;
 
 private:
+    void clearShapeLabels();
+    void dropShapeLabels(kstVectorShape* shape);
+    QList<VectorShapeLabel__*> placeLabels(kstVectorShape* shape, const QRectF& visible);
     void insertLayer(kstVectorLayer* layer, int index, bool shapesHavePixels);
     void attachShape(kstVectorShape* shape);
     QList<kstVectorShape*> allShapes() const;
@@ -126,6 +142,8 @@ private:
     QList<kstVectorLayer*> m_layers;
     Action m_action = None;
     QList<kstVectorShape*> m_selectedShapes;
+    QMap<kstVectorShape*, QList<VectorShapeLabel__*>> m_shapeLabels;
+    kstLabelGrid m_labelGrid; // the placed labels, enlarged by the label spacing
     int m_minZLevel = 0;
     int m_selectedZLevel = 1;
 };

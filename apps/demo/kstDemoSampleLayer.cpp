@@ -69,6 +69,6 @@ kstVectorLayer* kstDemoSampleLayer::create()
                                                  << QPointF(112.0, 27.0) << QPointF(108.0, 27.0), nullptr),
                QStringLiteral("矩形"), 3);
     addCollect(layer, new VectorCircle(geodesicCircle(QPointF(104.07, 30.67), 250000.0), nullptr),
-               QStringLiteral("成都 250 公里"), 3);
+               QString(), 3); // the circle shows its radius itself
     return layer;
 }

@@ -75,6 +75,7 @@ void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
     for (int i = 0; i < m_layers.size(); ++i)
         m_editLayer->insertLayer(m_layers.at(i), i);
     m_editLayer->resetZLevel();
+    m_editLayer->updateLabels();
 }
 
 bool kstDemoWindow::openLayers(const QString& file)

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QHash>
+#include <QRectF>
+#include <QVector>
+
+namespace Kestrum {
+
+// A uniform grid over placed label rectangles, so that testing a new label
+// against all placed ones looks only at its neighbours. It answers exactly as
+// the pairwise test with QRectF::intersects does: two rectangles that overlap
+// share a point, and that point lies in a cell both are filed under.
+class kstLabelGrid
+{
+public:
+    explicit kstLabelGrid(double cellSize = 64.0) : m_cellSize(cellSize) {}
+
+    void clear();
+    void insert(const QRectF& rect);
+    bool intersects(const QRectF& rect) const;
+    int size() const { return m_rects.size(); }
+
+private:
+    // Rectangles spanning more cells than this are kept aside and tested
+    // against every query, which keeps the grid small for odd sizes.
+    static constexpr qint64 kMaxCellsPerRect = 256;
+
+    bool cellRange(const QRectF& rect, int& x0, int& y0, int& x1, int& y1) const;
+    static quint64 key(int x, int y) { return quint64(quint32(x)) << 32 | quint32(y); }
+
+    double m_cellSize;
+    QVector<QRectF> m_rects;
+    QVector<int> m_oversized;
+    QHash<quint64, QVector<int>> m_cells;
+};
+
+} // namespace Kestrum

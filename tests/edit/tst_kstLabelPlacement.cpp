@@ -1,0 +1,203 @@
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "kstLabelGrid.h"
+#include "kstShapeTestSupport.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QtTest>
+
+using namespace Kestrum;
+
+namespace {
+
+// Makes a collect with one shape and a label text in a layer.
+template <class Shape>
+Shape* labelled(kstVectorLayer* layer, Shape* shape, const QString& text)
+{
+    auto* collect = kstVectorCollect::newCollect();
+    collect->m_layer = layer;
+    collect->m_fid = layer->genFid();
+    collect->m_text = text;
+    shape->setShapeCollect(collect, 0);
+    collect->m_shapes << shape;
+    layer->m_collects.insert(collect->m_fid, collect);
+    return shape;
+}
+
+QList<VectorShapeLabel__> placedFor(kstVectorEditLayer& layer, kstVectorShape* shape)
+{
+    QList<VectorShapeLabel__> labels;
+    for (const VectorShapeLabel__* label : layer.shapeLabels().value(shape))
+        labels << *label;
+    return labels;
+}
+
+} // namespace
+
+class tst_kstLabelPlacement : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void gridAnswersAsThePairwiseTest();
+    void pointsTakeTheFirstFreePosition();
+    void linesGetRotatedLabelsOnLongSegments();
+    void placedLabelsNeverOverlap();
+};
+
+void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
+{
+    // Thousands of random candidates of label-like sizes, some touching, some
+    // far apart, some huge: the grid must accept and reject exactly as the
+    // plain pairwise test does.
+    QRandomGenerator rng(2024);
+    kstLabelGrid grid(48);
+    QVector<QRectF> placed;
+    int accepted = 0;
+    for (int i = 0; i < 6000; ++i) {
+        const double w = i % 500 == 0 ? 5000 : 5 + rng.bounded(120);
+        const double h = 4 + rng.bounded(30);
+        QRectF r(rng.bounded(3000) - 1500, rng.bounded(2000) - 1000, w, h);
+        if (i % 7 == 0 && !placed.isEmpty()) // exactly adjacent to a placed one
+            r.moveTopLeft(placed.at(rng.bounded(placed.size())).topRight());
+        bool pairwise = false;
+        for (const QRectF& p : qAsConst(placed))
+            pairwise = pairwise || p.intersects(r);
+        QCOMPARE(grid.intersects(r), pairwise);
+        if (!pairwise) {
+            grid.insert(r);
+            placed << r;
+            ++accepted;
+        }
+    }
+    QVERIFY(accepted > 300);
+}
+
+void tst_kstLabelPlacement::pointsTakeTheFirstFreePosition()
+{
+    ShapeTestScene scene(GCP(116.4, 39.9), 12);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    VectorPoint* a = labelled(layer, new VectorPoint(QPointF(116.40, 39.90), nullptr), QStringLiteral("Alpha"));
+    scene.layer().insertLayer(layer, 0);
+    scene.layer().updateLabels();
+
+    // Alone, the label goes below the point, centred, one pixel below its circle.
+    QList<VectorShapeLabel__> labels = placedFor(scene.layer(), a);
+    QCOMPARE(labels.size(), 1);
+    const QRectF below = labels.first().rect;
+    const QRectF dot = a->brc().translated(a->pos());
+    QVERIFY(qAbs(below.top() - (int(dot.bottom()) + 1)) <= 1);
+    QVERIFY(qAbs(below.center().x() - dot.center().x()) <= 1);
+
+    // A second point on the same spot, stacked below the first: below is
+    // taken by the first point's label, and right and left come within the
+    // spacing of that label, so the label goes above.
+    VectorPoint* b = labelled(layer, new VectorPoint(QPointF(116.40, 39.90), nullptr), QStringLiteral("Beta"));
+    scene.attach(b);
+    b->setZValue(-1);
+    scene.layer().updateLabels();
+    QCOMPARE(placedFor(scene.layer(), a).first().rect, below);
+    labels = placedFor(scene.layer(), b);
+    QCOMPARE(labels.size(), 1);
+    QCOMPARE(labels.first().rect, b->labels().at(3).rect.translated(b->pos()));
+    QVERIFY(labels.first().rect.bottom() < dot.top());
+
+    // An empty text or a layer that hides its labels gives nothing.
+    a->shapeCollect()->m_text.clear();
+    kstVectorEditLayer::setLayerShowLabes(layer, false);
+    QVERIFY(!kstVectorEditLayer::isLayerShowLabes(layer));
+    kstVectorEditLayer::upateLayerShapeLabels(layer);
+    scene.layer().updateLabels();
+    QVERIFY(scene.layer().shapeLabels().isEmpty());
+
+    scene.layer().removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstLabelPlacement::linesGetRotatedLabelsOnLongSegments()
+{
+    ShapeTestScene scene(GCP(116.4, 39.9), 10);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    const QPointF start(116.35, 39.95);
+    // A segment of about 300 pixels going right and down, and a vertical one going down.
+    const double mpp = scene.mpp().x;
+    const double degPerPix = mpp / 111319.49;
+    VectorLine* slanted = labelled(layer, new VectorLine({start, start + QPointF(300 * degPerPix, -120 * degPerPix)},
+                                                         nullptr), QStringLiteral("Road"));
+    VectorLine* vertical = labelled(layer, new VectorLine({start + QPointF(-0.1, 0), start + QPointF(-0.1, -0.3)},
+                                                          nullptr), QStringLiteral("River"));
+    VectorLine* tiny = labelled(layer, new VectorLine({start + QPointF(0.05, 0.05), start + QPointF(0.0502, 0.05)},
+                                                      nullptr), QStringLiteral("A much longer name"));
+    scene.layer().insertLayer(layer, 0);
+    scene.layer().updateLabels();
+
+    const QList<VectorShapeLabel__> road = placedFor(scene.layer(), slanted);
+    QCOMPARE(road.size(), 1);
+    const QVector<QPointF> pix = slanted->pixData();
+    const QPointF mid = (pix.first() + pix.last()) / 2 + slanted->pos();
+    QVERIFY(QLineF(road.first().rect.center(), mid).length() < 1.0);
+    const QPointF d = pix.last() - pix.first();
+    QVERIFY(qAbs(road.first().angle - std::atan(d.y() / d.x())) < 1e-12);
+
+    const QList<VectorShapeLabel__> river = placedFor(scene.layer(), vertical);
+    QVERIFY(!river.isEmpty());
+    QCOMPARE(river.first().angle, -1.5707963267945); // drawn downwards
+    QVERIFY(placedFor(scene.layer(), tiny).isEmpty()); // shorter than 1.5 × its text
+
+    // The rotated label is painted along the segment: text pixels lie near
+    // the segment's middle and not far off it.
+    QImage image(scene.view().viewport()->size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.translate(scene.layer().pos());
+    scene.layer().paint(&painter, nullptr, nullptr);
+    painter.end();
+    const QPointF centre = road.first().rect.center() + scene.layer().pos();
+    int near = 0;
+    for (int y = -20; y <= 20; ++y)
+        for (int x = -40; x <= 40; ++x)
+            near += qAlpha(image.pixel(int(centre.x()) + x, int(centre.y()) + y)) > 0;
+    QVERIFY(near > 30);
+
+    scene.layer().removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstLabelPlacement::placedLabelsNeverOverlap()
+{
+    // A crowd of labelled points: every placed pair keeps the 6-pixel spacing,
+    // and labels 5 pixels apart would have collided while 7 would not.
+    ShapeTestScene scene(GCP(116.4, 39.9), 9);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    QRandomGenerator rng(5);
+    for (int i = 0; i < 400; ++i)
+        labelled(layer, new VectorPoint(QPointF(116.0 + rng.generateDouble() * 0.8, 39.6 + rng.generateDouble() * 0.6),
+                                        nullptr), QStringLiteral("P%1").arg(i));
+    scene.layer().insertLayer(layer, 0);
+    scene.layer().updateLabels();
+    QList<QRectF> rects;
+    for (const QList<VectorShapeLabel__*>& labels : scene.layer().shapeLabels())
+        for (const VectorShapeLabel__* label : labels)
+            rects << label->rect;
+    QVERIFY(rects.size() > 50);
+    for (int i = 0; i < rects.size(); ++i)
+        for (int j = i + 1; j < rects.size(); ++j)
+            QVERIFY(!rects.at(i).adjusted(-3, -3, 3, 3).intersects(rects.at(j).adjusted(-3, -3, 3, 3)));
+
+    kstLabelGrid grid;
+    grid.insert(QRectF(0, 0, 20, 10).adjusted(-3, -3, 3, 3));
+    QVERIFY(grid.intersects(QRectF(25, 0, 20, 10).adjusted(-3, -3, 3, 3)));
+    QVERIFY(!grid.intersects(QRectF(27, 0, 20, 10).adjusted(-3, -3, 3, 3)));
+
+    // Hiding the edit layer drops its labels.
+    scene.layer().hideVectorLayer();
+    QVERIFY(scene.layer().shapeLabels().isEmpty());
+    scene.layer().removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+}
+
+QTEST_MAIN(tst_kstLabelPlacement)
+#include "tst_kstLabelPlacement.moc"
