@@ -6,12 +6,19 @@
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
+#include "kstVectorLayerMemo.h"
 #include "kstVectorShape.h"
+#include "VectorCircle.h"
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "VectorPolygon.h"
+#include "VectorRect.h"
 
 #include <QCursor>
 #include <QPainter>
 #include <QTransform>
 
+#include <algorithm>
 #include <cmath>
 #include <QGraphicsScene>
 #include <QtConcurrent>
@@ -115,6 +122,9 @@ kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
     setFlags(QGraphicsItem::ItemIsSelectable | QGraphicsItem::ItemIsFocusable);
     setCursor(Qt::ArrowCursor);
     setAcceptedMouseButtons(Qt::LeftButton | Qt::RightButton);
+    m_memo = new kstVectorLayerMemo(this);
+    connect(m_memo, &kstVectorLayerMemo::undoUsabilityChanged, this, &kstVectorEditLayer::undoUsabilityChanged);
+    connect(m_memo, &kstVectorLayerMemo::redoUsabilityChanged, this, &kstVectorEditLayer::redoUsabilityChanged);
 }
 
 kstVectorEditLayer::~kstVectorEditLayer()
@@ -126,8 +136,14 @@ void kstVectorEditLayer::setLayerAction(Action action)
 {
     if (action == m_action)
         return;
+    // Selecting and editing go through the shapes' own hover handling; the
+    // other modes follow the cursor themselves.
+    setAcceptHoverEvents(action != None && action != SelectEdit);
+    if (action == None || (action >= NewPoint && action <= NewPolygon))
+        clearSelected();
     emit actionChanged(m_action, action);
     m_action = action;
+    refresh();
 }
 
 // --- Layers --------------------------------------------------------------
@@ -165,16 +181,366 @@ void kstVectorEditLayer::removeLayer(kstVectorLayer* layer)
 {
     if (!m_layers.contains(layer))
         return;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
-        for (kstVectorShape* shape : qAsConst(collect->m_shapes)) {
-            m_selectedShapes.removeAll(shape);
-            dropShapeLabels(shape);
-            if (shape->scene())
-                shape->scene()->removeItem(shape);
-        }
-    }
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+            detachShape(shape);
     m_layers.removeAll(layer);
     emit layerRemoved(layer);
+}
+
+void kstVectorEditLayer::deleteLayer(kstVectorLayer* layer)
+{
+    if (!m_layers.contains(layer))
+        return;
+    removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void kstVectorEditLayer::clearLayers()
+{
+    const QList<kstVectorLayer*> layers = m_layers;
+    for (kstVectorLayer* layer : layers)
+        deleteLayer(layer);
+}
+
+// --- Collects and shapes -------------------------------------------------
+
+void kstVectorEditLayer::detachShape(kstVectorShape* shape)
+{
+    m_selectedShapes.removeAll(shape);
+    dropShapeLabels(shape);
+    if (shape->scene())
+        shape->scene()->removeItem(shape);
+}
+
+void kstVectorEditLayer::insertCollect(kstVectorCollect* collect)
+{
+    if (!collect)
+        return;
+    for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+        attachShape(shape);
+    int index = -1;
+    if (collect->m_layer) {
+        collect->m_layer->m_collects.insert(collect->m_fid, collect);
+        index = collect->m_layer->m_collects.keys().indexOf(collect->m_fid);
+    }
+    emit collectInserted(collect, index);
+}
+
+void kstVectorEditLayer::removeCollect(kstVectorCollect* collect)
+{
+    if (!collect)
+        return;
+    for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+        detachShape(shape);
+    if (collect->m_layer)
+        collect->m_layer->m_collects.remove(collect->m_fid);
+    emit collectRemoved(collect);
+}
+
+void kstVectorEditLayer::deleteCollect(kstVectorCollect* collect)
+{
+    if (!collect)
+        return;
+    removeCollect(collect);
+    kstVectorCollect::destroyCollect(collect);
+}
+
+void kstVectorEditLayer::insertShape(kstVectorShape* shape, int index)
+{
+    if (!shape)
+        return;
+    attachShape(shape);
+    if (kstVectorCollect* collect = shape->shapeCollect()) {
+        if (!collect->m_shapes.contains(shape))
+            collect->m_shapes.insert(qBound(0, index, collect->m_shapes.size()), shape);
+    }
+    emit shapeInserted(shape, index);
+}
+
+void kstVectorEditLayer::insertShapes(const QList<kstVectorShape*>& shapes)
+{
+    for (kstVectorShape* shape : shapes) {
+        attachShape(shape);
+        kstVectorCollect* collect = shape->shapeCollect();
+        if (!collect)
+            continue;
+        if (!collect->m_shapes.contains(shape)) {
+            const int index = qMax(0, shape->shapeCollectIndex());
+            collect->m_shapes.insert(qMin(index, collect->m_shapes.size()), shape);
+        }
+        if (collect->m_layer && !collect->m_layer->m_collects.contains(collect->m_fid))
+            collect->m_layer->m_collects.insert(collect->m_fid, collect);
+    }
+    emit shapesInserted(shapes);
+}
+
+void kstVectorEditLayer::takeShapeFromCollect(kstVectorShape* shape)
+{
+    detachShape(shape);
+    kstVectorCollect* collect = shape->shapeCollect();
+    if (!collect)
+        return;
+    collect->m_shapes.removeAll(shape);
+    // The shape keeps its collect and index, so that it can be put back.
+    if (collect->m_shapes.isEmpty() && collect->m_layer)
+        collect->m_layer->m_collects.remove(collect->m_fid);
+}
+
+void kstVectorEditLayer::removeShape(kstVectorShape* shape)
+{
+    if (!shape)
+        return;
+    takeShapeFromCollect(shape);
+    emit shapeRemoved(shape);
+}
+
+void kstVectorEditLayer::removeShapes(const QList<kstVectorShape*>& shapes)
+{
+    const QList<kstVectorShape*> copy = shapes;
+    for (kstVectorShape* shape : copy)
+        takeShapeFromCollect(shape);
+    emit shapesRemoved(copy);
+}
+
+void kstVectorEditLayer::deleteShape(kstVectorShape* shape)
+{
+    deleteShapes(shape ? QList<kstVectorShape*>{shape} : QList<kstVectorShape*>{});
+}
+
+void kstVectorEditLayer::deleteShapes(const QList<kstVectorShape*>& shapes)
+{
+    const QList<kstVectorShape*> copy = shapes;
+    if (copy.size() == 1)
+        removeShape(copy.first());
+    else
+        removeShapes(copy);
+    QList<kstVectorCollect*> deleted;
+    for (kstVectorShape* shape : copy) {
+        kstVectorCollect* collect = shape->shapeCollect();
+        delete shape;
+        if (collect && collect->m_shapes.isEmpty() && !deleted.contains(collect)) {
+            deleted.append(collect);
+            kstVectorCollect::deleteCollect(collect);
+        }
+    }
+}
+
+// --- Visibility ----------------------------------------------------------
+
+void kstVectorEditLayer::updateShapeNow(kstVectorShape* shape)
+{
+    if (viewReady())
+        shape->updateShape(mapView()->resolution()->mpp(mapView()->level()), mapView()->projection(), false);
+}
+
+void kstVectorEditLayer::visibleShape(kstVectorShape* shape)
+{
+    shape->setShapeVisible(true);
+    updateShapeNow(shape);
+}
+
+void kstVectorEditLayer::unvisibleShape(kstVectorShape* shape)
+{
+    unselectShape(shape);
+    shape->setShapeVisible(false);
+}
+
+void kstVectorEditLayer::setShapeVisible(kstVectorShape* shape, bool visible)
+{
+    if (!shape)
+        return;
+    if (visible) {
+        updateShapeNow(shape);
+        shape->setShapeVisible(true);
+    } else {
+        unvisibleShape(shape);
+    }
+}
+
+void kstVectorEditLayer::setShapesVisible(const QList<kstVectorShape*>& shapes, bool visible)
+{
+    for (kstVectorShape* shape : shapes)
+        visible ? visibleShape(shape) : unvisibleShape(shape);
+}
+
+void kstVectorEditLayer::setCollectVisible(kstVectorCollect* collect, bool visible)
+{
+    if (collect)
+        setShapesVisible(collect->m_shapes, visible);
+}
+
+void kstVectorEditLayer::setLayerVisible(kstVectorLayer* layer, bool visible)
+{
+    if (!layer)
+        return;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        setCollectVisible(collect, visible);
+}
+
+Qt::CheckState kstVectorEditLayer::shapeVisibleState(kstVectorShape* shape)
+{
+    return shape && shape->isShapeVisible() ? Qt::Checked : Qt::Unchecked;
+}
+
+// The state shared by all elements, or partly checked when they differ;
+// no elements count as checked.
+template <class Range, class StateOf>
+static Qt::CheckState commonState(const Range& elements, StateOf stateOf)
+{
+    if (elements.isEmpty())
+        return Qt::Checked;
+    const Qt::CheckState first = stateOf(*elements.begin());
+    for (const auto& element : elements)
+        if (stateOf(element) != first)
+            return Qt::PartiallyChecked;
+    return first;
+}
+
+Qt::CheckState kstVectorEditLayer::collectVisibleState(kstVectorCollect* collect)
+{
+    return collect ? commonState(collect->m_shapes, shapeVisibleState) : Qt::Checked;
+}
+
+Qt::CheckState kstVectorEditLayer::layerVisibleState(kstVectorLayer* layer)
+{
+    return layer ? commonState(layer->m_collects, collectVisibleState) : Qt::Checked;
+}
+
+// --- Selection -----------------------------------------------------------
+
+void kstVectorEditLayer::selectShape(kstVectorShape* shape)
+{
+    if (!shape)
+        return;
+    if (!m_selectedShapes.contains(shape))
+        m_selectedShapes.append(shape);
+    shape->setZValue(m_selectedZLevel);
+    shape->setShapeSelected(true);
+}
+
+void kstVectorEditLayer::unselectShape(kstVectorShape* shape)
+{
+    if (!shape)
+        return;
+    m_selectedShapes.removeAll(shape);
+    shape->setShapeSelected(false);
+}
+
+void kstVectorEditLayer::setShapeSelected(kstVectorShape* shape, bool selected)
+{
+    selected ? selectShape(shape) : unselectShape(shape);
+}
+
+void kstVectorEditLayer::setShapesSelecte(const QList<kstVectorShape*>& shapes, bool selected)
+{
+    for (kstVectorShape* shape : shapes) {
+        if (!selected)
+            unselectShape(shape);
+        else if (!m_selectedShapes.contains(shape))
+            selectShape(shape);
+    }
+}
+
+void kstVectorEditLayer::setCollectSelecte(kstVectorCollect* collect, bool selected)
+{
+    if (collect)
+        setShapesSelecte(collect->m_shapes, selected);
+}
+
+void kstVectorEditLayer::setLayerSelecte(kstVectorLayer* layer, bool selected)
+{
+    if (!layer)
+        return;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        setCollectSelecte(collect, selected);
+}
+
+void kstVectorEditLayer::clearSelected()
+{
+    for (kstVectorShape* shape : qAsConst(m_selectedShapes)) {
+        shape->setZValue(shape->shapeLayerZLevel());
+        shape->setShapeSelected(false);
+    }
+    m_selectedShapes.clear();
+}
+
+bool kstVectorEditLayer::isShapeSelected(kstVectorShape* shape)
+{
+    return shape && shape->isShapeSelected();
+}
+
+bool kstVectorEditLayer::isCollectSelected(kstVectorCollect* collect)
+{
+    return !collect || std::all_of(collect->m_shapes.cbegin(), collect->m_shapes.cend(), isShapeSelected);
+}
+
+bool kstVectorEditLayer::isLayerSelected(kstVectorLayer* layer)
+{
+    return !layer || std::all_of(layer->m_collects.cbegin(), layer->m_collects.cend(), isCollectSelected);
+}
+
+// --- Layer display -------------------------------------------------------
+
+void kstVectorEditLayer::setLayerAntiAliasing(kstVectorLayer* layer, bool on)
+{
+    if (!layer || layer->m_antiAliasing == on)
+        return;
+    layer->m_antiAliasing = on;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+            shape->setAntiAliasing(on);
+}
+
+bool kstVectorEditLayer::isLayerAntiAliasinged(kstVectorLayer* layer)
+{
+    return layer && layer->m_antiAliasing;
+}
+
+template <class AreaShape>
+static void applyAreaStyle(AreaShape* shape, const kstVectorLayer* layer)
+{
+    shape->setBorderPen(layer->m_polygonBorderPen);
+    shape->setFillBrush(layer->m_polygonFillBrush);
+}
+
+void kstVectorEditLayer::updateLayerStyle(kstVectorLayer* layer)
+{
+    if (!layer)
+        return;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes)) {
+            switch (shape->shapeType()) {
+            case kstVectorShape::Type_Point: {
+                auto* point = static_cast<VectorPoint*>(shape);
+                point->setPointType(layer->m_pointType);
+                if (layer->m_pointType == 0) {
+                    point->setPointSize(layer->m_pointSize);
+                    point->setPointBorderPen(layer->m_pointBorderPen);
+                    point->setPointFillBrush(layer->m_pointFillBrush);
+                } else {
+                    point->setMarkerAnchor(layer->m_markerAnchor);
+                    point->setMarkerIcon(layer->m_markerIcon);
+                }
+                break;
+            }
+            case kstVectorShape::Type_Line:
+                static_cast<VectorLine*>(shape)->setLinePen(layer->m_linePen);
+                break;
+            case kstVectorShape::Type_Polygon:
+                applyAreaStyle(static_cast<VectorPolygon*>(shape), layer);
+                break;
+            case kstVectorShape::Type_Rect:
+                applyAreaStyle(static_cast<VectorRect*>(shape), layer);
+                break;
+            case kstVectorShape::Type_Circle:
+                applyAreaStyle(static_cast<VectorCircle*>(shape), layer);
+                break;
+            default:
+                break;
+            }
+        }
+    }
 }
 
 void kstVectorEditLayer::attachShape(kstVectorShape* shape)

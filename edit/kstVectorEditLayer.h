@@ -21,7 +21,9 @@ class kstCorrection;
 class kstProjection;
 class kstResulotion;
 class kstTileMapView;
+class kstVectorCollect;
 class kstVectorLayer;
+class kstVectorLayerMemo;
 class kstVectorShape;
 
 using kstVectorShapes = QList<kstVectorShape*>;
@@ -63,10 +65,56 @@ public:
     void importLayer(kstVectorLayer* layer, int index);
     // Takes the layer off the view; its contents stay intact.
     void removeLayer(kstVectorLayer* layer);
+    // Takes the layer off the view and destroys it with its contents.
+    void deleteLayer(kstVectorLayer* layer);
+    void clearLayers();
     QList<kstVectorLayer*>& layers() { return m_layers; }
     QList<kstVectorLayer*> constLayers() const { return m_layers; }
     kstVectorLayer* layer(int index) const;
     int layerIndex(kstVectorLayer* layer) const { return m_layers.indexOf(layer); }
+
+    kstVectorLayerMemo* memoer() const { return m_memo; }
+
+    // Collects and shapes. The remove operations only detach (so that undo
+    // can put things back); the delete operations destroy.
+    void insertCollect(kstVectorCollect* collect);
+    void removeCollect(kstVectorCollect* collect);
+    void deleteCollect(kstVectorCollect* collect);
+    void insertShape(kstVectorShape* shape, int index);
+    void insertShapes(const QList<kstVectorShape*>& shapes);
+    void removeShape(kstVectorShape* shape);
+    void removeShapes(const QList<kstVectorShape*>& shapes);
+    void deleteShape(kstVectorShape* shape);
+    void deleteShapes(const QList<kstVectorShape*>& shapes);
+
+    // Visibility: a shape has its own flag; collects and layers derive theirs.
+    void setShapeVisible(kstVectorShape* shape, bool visible);
+    void setShapesVisible(const QList<kstVectorShape*>& shapes, bool visible);
+    void setCollectVisible(kstVectorCollect* collect, bool visible);
+    void setLayerVisible(kstVectorLayer* layer, bool visible);
+    void visibleShape(kstVectorShape* shape);
+    void unvisibleShape(kstVectorShape* shape);
+    static Qt::CheckState shapeVisibleState(kstVectorShape* shape);
+    static Qt::CheckState collectVisibleState(kstVectorCollect* collect);
+    static Qt::CheckState layerVisibleState(kstVectorLayer* layer);
+
+    // Selection, in order of selection; selected shapes stack above all layers.
+    void selectShape(kstVectorShape* shape);
+    void unselectShape(kstVectorShape* shape);
+    void setShapeSelected(kstVectorShape* shape, bool selected);
+    void setShapesSelecte(const QList<kstVectorShape*>& shapes, bool selected);
+    void setCollectSelecte(kstVectorCollect* collect, bool selected);
+    void setLayerSelecte(kstVectorLayer* layer, bool selected);
+    void clearSelected();
+    QList<kstVectorShape*> selectedShapes() const { return m_selectedShapes; }
+    static bool isShapeSelected(kstVectorShape* shape);
+    static bool isCollectSelected(kstVectorCollect* collect);
+    static bool isLayerSelected(kstVectorLayer* layer);
+
+    // Layer display flags and style.
+    static void setLayerAntiAliasing(kstVectorLayer* layer, bool on);
+    static bool isLayerAntiAliasinged(kstVectorLayer* layer);
+    static void updateLayerStyle(kstVectorLayer* layer);
 
     int layerMinZLevel() const { return m_minZLevel; }
     void setLayerMinZLevel(int level) { m_minZLevel = level; }
@@ -110,8 +158,20 @@ public slots:
 
 signals:
     void actionChanged(int lastAction, int curAction);
+    void undoUsabilityChanged(bool usability);
+    void redoUsabilityChanged(bool usability);
     void layerInserted(Kestrum::kstVectorLayer* layer, int index);
     void layerRemoved(Kestrum::kstVectorLayer* layer);
+    void collectInserted(Kestrum::kstVectorCollect* collect, int index);
+    void collectRemoved(Kestrum::kstVectorCollect* collect);
+    void collectConfig(Kestrum::kstVectorCollect* collect);
+    void collectCreate(Kestrum::kstVectorCollect* collect);
+    void shapeInserted(Kestrum::kstVectorShape* shape, int index);
+    void shapeRemoved(Kestrum::kstVectorShape* shape);
+    void shapeChanged(Kestrum::kstVectorShape* shape);
+    void shapesInserted(Kestrum::kstVectorShapes shapes);
+    void shapesRemoved(Kestrum::kstVectorShapes shapes);
+    void fitValuesChanged();
 
 protected:
     virtual void drawShapeLabels(QPainter* painter, const QStyleOptionGraphicsItem* option);
@@ -132,9 +192,13 @@ private:
     QList<VectorShapeLabel__*> placeLabels(kstVectorShape* shape, const QRectF& visible);
     void insertLayer(kstVectorLayer* layer, int index, bool shapesHavePixels);
     void attachShape(kstVectorShape* shape);
+    void detachShape(kstVectorShape* shape);
+    void takeShapeFromCollect(kstVectorShape* shape);
+    void updateShapeNow(kstVectorShape* shape);
     QList<kstVectorShape*> allShapes() const;
     bool viewReady() const;
 
+    kstVectorLayerMemo* m_memo = nullptr;
     int m_level = 0;
     kstPlaneCoordinatesPoint m_ltPcp;
     QSize m_viewSize;

@@ -72,6 +72,8 @@ private slots:
     void shapesFollowPansZoomsAndConfig();
     void parallelAndSequentialUpdatesAgree();
     void zLevelsStackLayersAndSelection();
+    void collectsAndShapesComeAndGo();
+    void visibilityAndSelectionStates();
 };
 
 void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
@@ -178,6 +180,100 @@ void tst_kstVectorEditLayer::zLevelsStackLayersAndSelection()
     scene.layer().layers().clear();
     for (kstVectorLayer* layer : layers)
         kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstVectorEditLayer::collectsAndShapesComeAndGo()
+{
+    ShapeTestScene scene;
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayer* layer = lineLayer(3, 4);
+    QSignalSpy layerInserted(&edit, &kstVectorEditLayer::layerInserted);
+    edit.insertLayer(layer, 0);
+    edit.insertLayer(layer, 0);
+    QCOMPARE(layerInserted.count(), 1);
+    QCOMPARE(edit.layers().size(), 1);
+    QVERIFY(!edit.layer(-1) && !edit.layer(1));
+    QCOMPARE(edit.layerIndex(nullptr), -1);
+
+    // A second shape in collect 2, then the collect's shapes leave one by one.
+    kstVectorCollect* collect = layer->m_collects.value(2);
+    auto* extra = new VectorLine({QPointF(100, 30), QPointF(100.1, 30.1)}, nullptr);
+    extra->setShapeCollect(collect, 1);
+    QSignalSpy shapeInserted(&edit, &kstVectorEditLayer::shapeInserted);
+    edit.insertShape(extra, 1);
+    QCOMPARE(shapeInserted.count(), 1);
+    QCOMPARE(collect->m_shapes.size(), 2);
+    QCOMPARE(extra->parentLayer(), &edit);
+    QVERIFY(!extra->pixData().isEmpty());
+
+    kstVectorShape* first = collect->m_shapes.first();
+    QSignalSpy shapesRemoved(&edit, &kstVectorEditLayer::shapesRemoved);
+    edit.removeShapes({first, extra});
+    QCOMPARE(shapesRemoved.count(), 1);
+    QVERIFY(!layer->m_collects.contains(2)); // emptied collects leave their layer
+    QVERIFY(!first->scene());
+    QCOMPARE(extra->shapeCollect(), collect);
+    edit.insertShapes({extra, first});
+    QCOMPARE(layer->m_collects.value(2), collect);
+    QCOMPARE(collect->m_shapes, (QList<kstVectorShape*>{first, extra})); // remembered positions
+
+    // Collects: removal announces before anything is destroyed; fids index the signal.
+    QSignalSpy collectRemoved(&edit, &kstVectorEditLayer::collectRemoved);
+    QSignalSpy collectInserted(&edit, &kstVectorEditLayer::collectInserted);
+    edit.removeCollect(collect);
+    QCOMPARE(collectRemoved.count(), 1);
+    QCOMPARE(layer->m_collects.keys(), (QList<quint64>{1, 3}));
+    edit.insertCollect(collect);
+    QCOMPARE(collectInserted.at(0).at(1).toInt(), 1);
+    edit.deleteShapes({first, extra}); // the collect ends empty and goes once
+    QCOMPARE(layer->m_collects.keys(), (QList<quint64>{1, 3}));
+
+    QSignalSpy layerRemoved(&edit, &kstVectorEditLayer::layerRemoved);
+    edit.clearLayers();
+    QCOMPARE(layerRemoved.count(), 1);
+    QVERIFY(edit.layers().isEmpty());
+}
+
+void tst_kstVectorEditLayer::visibilityAndSelectionStates()
+{
+    ShapeTestScene scene;
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayer* layer = lineLayer(3, 9);
+    edit.insertLayer(layer, 0);
+    edit.resetZLevel();
+    kstVectorCollect* collect = layer->m_collects.first();
+    kstVectorShape* shape = collect->m_shapes.first();
+
+    QCOMPARE(kstVectorEditLayer::collectVisibleState(kstVectorCollect::newCollect()), Qt::Checked);
+    QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::Checked);
+    edit.selectShape(shape);
+    edit.setShapeVisible(shape, false);
+    QVERIFY(!shape->isVisible() && !shape->isShapeSelected()); // hiding unselects
+    QCOMPARE(kstVectorEditLayer::collectVisibleState(collect), Qt::Unchecked);
+    QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::PartiallyChecked);
+    edit.setLayerVisible(layer, true);
+    QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::Checked);
+
+    // Selected shapes rise above all layers and return to their layer's level.
+    edit.setLayerSelecte(layer, true);
+    QVERIFY(kstVectorEditLayer::isLayerSelected(layer));
+    QCOMPARE(shape->zValue(), qreal(1));
+    QCOMPARE(edit.selectedShapes().size(), 3);
+    edit.unselectShape(shape);
+    QVERIFY(!kstVectorEditLayer::isCollectSelected(collect));
+    edit.clearSelected();
+    QVERIFY(edit.selectedShapes().isEmpty());
+    QCOMPARE(layer->m_collects.last()->m_shapes.first()->zValue(), qreal(0));
+
+    // Layer style and display flags reach every shape.
+    layer->m_linePen = QPen(Qt::magenta, 3);
+    kstVectorEditLayer::updateLayerStyle(layer);
+    QCOMPARE(static_cast<VectorLine*>(shape)->linePen(), QPen(Qt::magenta, 3));
+    kstVectorEditLayer::setLayerAntiAliasing(layer, false);
+    QVERIFY(!shape->antiAliasiing() && !kstVectorEditLayer::isLayerAntiAliasinged(layer));
+
+    edit.layers().clear();
+    kstVectorLayer::destoryLayer(layer);
 }
 
 QTEST_MAIN(tst_kstVectorEditLayer)
