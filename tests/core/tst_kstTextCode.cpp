@@ -26,19 +26,14 @@ QByteArray ucs2Be(const QString& text)
 }
 
 // Collects every message logged while it lives (successful paths must be silent).
-class MessageRecorder
+struct MessageRecorder
 {
-public:
-    MessageRecorder() { s_messages.clear(); m_previous = qInstallMessageHandler(record); }
-    ~MessageRecorder() { qInstallMessageHandler(m_previous); }
-    QStringList messages() const { return s_messages; }
-
-private:
-    static void record(QtMsgType, const QMessageLogContext&, const QString& msg) { s_messages << msg; }
-    static QStringList s_messages;
-    QtMessageHandler m_previous;
+    MessageRecorder() { messages.clear(); }
+    ~MessageRecorder() { qInstallMessageHandler(previous); }
+    static inline QStringList messages;
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& msg) { messages << msg; });
 };
-QStringList MessageRecorder::s_messages;
 
 } // namespace
 
@@ -53,8 +48,7 @@ private slots:
     void conversionPaths();
     void emptyAndInvalidArguments();
     void conversionFailures();
-    void shapefileCodePages();
-    void displayLists();
+    void codePagesAndDisplayLists();
 };
 
 void tst_kstTextCode::knownSequences_data()
@@ -64,26 +58,20 @@ void tst_kstTextCode::knownSequences_data()
     QTest::addColumn<QString>("text");
 
     const QString zhongwen = QString(QChar(0x4E2D)) + QChar(0x6587);
-    QTest::newRow("GBK single") << kstTextCode::GBK << QByteArray::fromHex("b0a1") << QString(QChar(0x554A));
     QTest::newRow("GBK") << kstTextCode::GBK << QByteArray::fromHex("d6d0cec4") << zhongwen;
     QTest::newRow("BIG5") << kstTextCode::BIG5 << QByteArray::fromHex("a4a4a4e5") << zhongwen;
     QTest::newRow("SHIFT_JIS") << kstTextCode::SHIFT_JIS << QByteArray::fromHex("93fa967b") << QStringLiteral("日本");
-    QTest::newRow("CP949") << kstTextCode::CP949 << QByteArray::fromHex("c7d1b1b9") << QStringLiteral("한국");
-    QTest::newRow("KOI8_R") << kstTextCode::KOI8_R << QByteArray::fromHex("f0d2c9d7c5d4") << QStringLiteral("Привет");
     QTest::newRow("KOI8_RU") << kstTextCode::KOI8_RU << QByteArray::fromHex("aebe") << QStringLiteral("ўЎ");
-    QTest::newRow("ISO_8859_1") << kstTextCode::ISO_8859_1 << QByteArray("caf\xe9") << QStringLiteral("café");
     QTest::newRow("ISO_8859_15") << kstTextCode::ISO_8859_15 << QByteArray("\xa4") << QString(QChar(0x20AC));
-    QTest::newRow("TIS_620") << kstTextCode::TIS_620 << QByteArray("\xa1") << QString(QChar(0x0E01));
-    QTest::newRow("UTF_8") << kstTextCode::UTF_8 << QByteArray::fromHex("e4b8ade69687") << zhongwen;
     // UTF-7 keeps bits back until the converter is reset: "+Ti1lhw-" needs that final flush.
     QTest::newRow("UTF_7") << kstTextCode::UTF_7 << QByteArray("+Ti1lhw-") << zhongwen;
-    QTest::newRow("UCS_2BE") << kstTextCode::UCS_2BE << QByteArray::fromHex("4e2d6587") << zhongwen;
     QTest::newRow("UCS_2LE") << kstTextCode::UCS_2LE << QByteArray::fromHex("2d4e8765") << zhongwen;
     QTest::newRow("UCS_4BE") << kstTextCode::UCS_4BE << QByteArray::fromHex("00004e2d00006587") << zhongwen;
     QTest::newRow("UCS_4LE") << kstTextCode::UCS_4LE << QByteArray::fromHex("2d4e000087650000") << zhongwen;
 }
 
-// Bytes to text, text to bytes, and bytes to and from UCS-2BE through conv.
+// Bytes to text, text to bytes, and bytes to and from UCS-2BE through conv
+// (which also covers UCS-2BE's own bytes).
 void tst_kstTextCode::knownSequences()
 {
     QFETCH(CharSet, charset);
@@ -92,22 +80,20 @@ void tst_kstTextCode::knownSequences()
 
     MessageRecorder recorder;
     QString encoded;
-    QVERIFY(kstTextCode::encode(charset, bytes, encoded));
+    QByteArray decoded, toUcs2, fromUcs2;
+    QVERIFY(kstTextCode::encode(charset, bytes, encoded) && kstTextCode::decode(text, charset, decoded));
+    QVERIFY(kstTextCode::conv(charset, bytes, kstTextCode::UCS_2BE, toUcs2)
+            && kstTextCode::conv(kstTextCode::UCS_2BE, ucs2Be(text), charset, fromUcs2));
     QCOMPARE(encoded, text);
-
-    QByteArray decoded;
-    QVERIFY(kstTextCode::decode(text, charset, decoded));
     QCOMPARE(decoded, bytes);
-
-    QByteArray converted;
-    QVERIFY(kstTextCode::conv(charset, bytes, kstTextCode::UCS_2BE, converted));
-    QCOMPARE(converted, ucs2Be(text));
-    QVERIFY(kstTextCode::conv(kstTextCode::UCS_2BE, ucs2Be(text), charset, converted));
-    QCOMPARE(converted, bytes);
-    QCOMPARE(recorder.messages(), QStringList());
+    QCOMPARE(toUcs2, ucs2Be(text));
+    QCOMPARE(fromUcs2, bytes);
+    QCOMPARE(MessageRecorder::messages, QStringList());
 }
 
-// Every value names a converter iconv knows, and plain text survives the trip.
+// Every value names a converter iconv knows (hyphens, not the enumerator's
+// underscores), plain text survives the trip, and every value but KOI8_R
+// (which shares "1251" with ASCII) reads back from its own .cpg string.
 void tst_kstTextCode::everyCharsetRoundTrips()
 {
     const QString text = QStringLiteral("Kestrum 42");
@@ -116,17 +102,16 @@ void tst_kstTextCode::everyCharsetRoundTrips()
         const QString name = kstTextCode::charsetString(cs);
         QVERIFY2(!name.isEmpty() && !name.contains(QLatin1Char('_')), qPrintable(name));
 
-        QByteArray bytes;
+        QByteArray bytes, utf8;
         QString back;
-        QByteArray utf8;
         QVERIFY2(kstTextCode::decode(text, cs, bytes), qPrintable(name));
         QVERIFY2(kstTextCode::encode(cs, bytes, back), qPrintable(name));
         QCOMPARE(back, text);
         QVERIFY2(kstTextCode::conv(cs, bytes, kstTextCode::UTF_8, utf8), qPrintable(name));
         QCOMPARE(utf8, text.toUtf8());
+        if (cs != kstTextCode::KOI8_R)
+            QCOMPARE(kstTextCode::shpCPGCharSet(kstTextCode::shpCPGString(cs)), cs);
     }
-    QCOMPARE(kstTextCode::charsetString(kstTextCode::SHIFT_JIS), QStringLiteral("SHIFT-JIS"));
-    QCOMPARE(kstTextCode::charsetString(kstTextCode::UCS_2LE), QStringLiteral("UCS-2LE"));
 }
 
 void tst_kstTextCode::conversionPaths()
@@ -136,8 +121,6 @@ void tst_kstTextCode::conversionPaths()
     QString text;
 
     // Legacy code page to legacy code page.
-    QVERIFY(kstTextCode::conv(kstTextCode::GBK, QByteArray::fromHex("d6d0cec4"), kstTextCode::BIG5, dst));
-    QCOMPARE(dst, QByteArray::fromHex("a4a4a4e5"));
     QVERIFY(kstTextCode::conv(kstTextCode::SHIFT_JIS, QByteArray::fromHex("93fa967b"), kstTextCode::GBK, dst));
     QCOMPARE(dst, QByteArray::fromHex("c8d5b1be"));
 
@@ -158,56 +141,43 @@ void tst_kstTextCode::conversionPaths()
     QVERIFY(kstTextCode::encode(kstTextCode::UTF_8, QByteArray("ab\0cd", 5), text));
     QCOMPARE(text, QStringLiteral("ab"));
 
-    QCOMPARE(recorder.messages(), QStringList());
+    QCOMPARE(MessageRecorder::messages, QStringList());
 }
 
 void tst_kstTextCode::emptyAndInvalidArguments()
 {
-    QString text = QStringLiteral("stale");
-    QByteArray bytes = "stale";
-
     // Empty input succeeds before the character set is looked at.
     for (const CharSet cs : {kstTextCode::GBK, static_cast<CharSet>(31)}) {
-        text = QStringLiteral("stale");
+        QString text = QStringLiteral("stale");
+        QByteArray bytes = "stale", converted = "stale";
         QTest::ignoreMessage(QtDebugMsg, "baSrc is empty!");
         QVERIFY(kstTextCode::encode(cs, QByteArray(), text));
-        QVERIFY(text.isEmpty());
-        bytes = "stale";
         QTest::ignoreMessage(QtDebugMsg, "strSrc is empty!");
         QVERIFY(kstTextCode::decode(QString(), cs, bytes));
-        QVERIFY(bytes.isEmpty());
-        bytes = "stale";
         MessageRecorder recorder;
-        QVERIFY(kstTextCode::conv(cs, QByteArray(), cs, bytes));
-        QVERIFY(bytes.isEmpty());
-        QCOMPARE(recorder.messages(), QStringList());
+        QVERIFY(kstTextCode::conv(cs, QByteArray(), cs, converted));
+        QVERIFY(text.isEmpty() && bytes.isEmpty() && converted.isEmpty());
+        QCOMPARE(MessageRecorder::messages, QStringList());
     }
 
-    // Values outside 0..30, including the -1 of an unknown .cpg string.
+    // Values outside 0..30, including the -1 of an unknown .cpg string: the
+    // outputs of encode and decode are cleared, conv leaves its own alone, also
+    // when both sides are the same invalid value.
     for (const int value : {31, 32, 1000, -1}) {
         const CharSet bad = static_cast<CharSet>(value);
-        QVERIFY(kstTextCode::charsetString(bad).isEmpty());
-        QVERIFY(kstTextCode::shpCPGString(bad).isEmpty());
-
-        text = QStringLiteral("stale");
+        QString text = QStringLiteral("stale");
+        QByteArray bytes = "stale", kept = "stale";
         QTest::ignoreMessage(QtDebugMsg, "encode invalid CharSet");
         QVERIFY(!kstTextCode::encode(bad, QByteArray("abc"), text));
-        QVERIFY(text.isEmpty());
-
-        bytes = "stale";
         QTest::ignoreMessage(QtDebugMsg, "decode invalid CharSet");
         QVERIFY(!kstTextCode::decode(QStringLiteral("abc"), bad, bytes));
-        QVERIFY(bytes.isEmpty());
-
-        // conv leaves dst alone, also when both sides are the same invalid value.
-        bytes = "stale";
-        QTest::ignoreMessage(QtDebugMsg, "conv invalid CharSet");
-        QVERIFY(!kstTextCode::conv(bad, QByteArray("abc"), kstTextCode::UTF_8, bytes));
-        QTest::ignoreMessage(QtDebugMsg, "conv invalid CharSet");
-        QVERIFY(!kstTextCode::conv(kstTextCode::UTF_8, QByteArray("abc"), bad, bytes));
-        QTest::ignoreMessage(QtDebugMsg, "conv invalid CharSet");
-        QVERIFY(!kstTextCode::conv(bad, QByteArray("abc"), bad, bytes));
-        QCOMPARE(bytes, QByteArray("stale"));
+        for (const auto& [from, to] : {std::make_pair(bad, kstTextCode::UTF_8), std::make_pair(kstTextCode::UTF_8, bad),
+                                       std::make_pair(bad, bad)}) {
+            QTest::ignoreMessage(QtDebugMsg, "conv invalid CharSet");
+            QVERIFY(!kstTextCode::conv(from, QByteArray("abc"), to, kept));
+        }
+        QVERIFY(text.isEmpty() && bytes.isEmpty() && kept == "stale");
+        QVERIFY(kstTextCode::charsetString(bad).isEmpty() && kstTextCode::shpCPGString(bad).isEmpty());
     }
 }
 
@@ -245,47 +215,25 @@ void tst_kstTextCode::conversionFailures()
     QCOMPARE(bytes, QByteArray("ab"));
 }
 
-void tst_kstTextCode::shapefileCodePages()
+void tst_kstTextCode::codePagesAndDisplayLists()
 {
+    // The code pages as written to .cpg files, odd ones included: ASCII and
+    // KOI8_R share "1251", TIS_620 is "847".
     QCOMPARE(kstTextCode::shpCPGString(kstTextCode::ASCII), QStringLiteral("1251"));
     QCOMPARE(kstTextCode::shpCPGString(kstTextCode::KOI8_R), QStringLiteral("1251"));
     QCOMPARE(kstTextCode::shpCPGString(kstTextCode::TIS_620), QStringLiteral("847"));
-    QCOMPARE(kstTextCode::shpCPGString(kstTextCode::KOI8_RU), QStringLiteral("21866"));
-
-    const CharSet none = static_cast<CharSet>(-1);
-    QCOMPARE(kstTextCode::shpCPGCharSet(QStringLiteral("1251")), kstTextCode::ASCII);
-    QCOMPARE(kstTextCode::shpCPGCharSet(QStringLiteral("847")), kstTextCode::TIS_620);
     QCOMPARE(kstTextCode::shpCPGCharSet(QStringLiteral("936")), kstTextCode::GBK);
-    QCOMPARE(kstTextCode::shpCPGCharSet(QStringLiteral("950")), kstTextCode::BIG5);
     for (const char* unknown : {"874", "utf-8", "1252", " 936", ""})
-        QCOMPARE(kstTextCode::shpCPGCharSet(QLatin1String(unknown)), none);
+        QCOMPARE(kstTextCode::shpCPGCharSet(QLatin1String(unknown)), static_cast<CharSet>(-1));
 
-    // Every character set but KOI8_R (which shares "1251") reads back from its own string.
-    for (int value = 0; value <= kstTextCode::UCS_4LE; ++value) {
-        const CharSet cs = static_cast<CharSet>(value);
-        if (cs != kstTextCode::KOI8_R)
-            QCOMPARE(kstTextCode::shpCPGCharSet(kstTextCode::shpCPGString(cs)), cs);
-    }
-}
-
-void tst_kstTextCode::displayLists()
-{
-    const QList<CharSet> offered = {
-        kstTextCode::ASCII,       kstTextCode::ISO_8859_1,  kstTextCode::UTF_8,       kstTextCode::GBK,
-        kstTextCode::BIG5,        kstTextCode::UCS_2LE,     kstTextCode::UCS_2BE,     kstTextCode::ISO_8859_2,
-        kstTextCode::ISO_8859_3,  kstTextCode::ISO_8859_4,  kstTextCode::ISO_8859_5,  kstTextCode::ISO_8859_7,
-        kstTextCode::ISO_8859_9,  kstTextCode::ISO_8859_10, kstTextCode::ISO_8859_13, kstTextCode::ISO_8859_14,
-        kstTextCode::ISO_8859_15, kstTextCode::ISO_8859_16, kstTextCode::KOI8_R,      kstTextCode::KOI8_RU,
-        kstTextCode::ISO_8859_6,  kstTextCode::ISO_8859_8,  kstTextCode::SHIFT_JIS,   kstTextCode::CP949,
-        kstTextCode::TIS_620,     kstTextCode::VISCII};
-    QCOMPARE(kstTextCode::availableCharsets(), offered);
-
+    // The offered values in the order of the Chinese names.
+    const QList<CharSet> offered = kstTextCode::availableCharsets();
     const QStringList en = kstTextCode::availableCharsetStrings_en();
     const QStringList cn = kstTextCode::availableCharsetStrings_cn();
-    QCOMPARE(en.size(), 27);
-    QCOMPARE(cn.size(), 26);
-    QCOMPARE(en.at(7), QStringLiteral("Centeral European(Latin-2 / ISO-8859-2) [CP28592]"));
-    QCOMPARE(en.at(13), QStringLiteral("Nortic(Latin-6 / ISO-8859-10) [CP28600]"));
+    QVERIFY(offered.size() == 26 && cn.size() == 26 && en.size() == 27);
+    QVERIFY(offered.at(3) == kstTextCode::GBK && offered.at(5) == kstTextCode::UCS_2LE
+            && offered.at(18) == kstTextCode::KOI8_R
+            && offered.at(23) == kstTextCode::CP949 && offered.at(25) == kstTextCode::VISCII);
     QCOMPARE(en.at(24), QStringLiteral("Korean(Johab) [CP1361]"));
     // Chinese names are real characters, not code-page bytes.
     QCOMPARE(cn.at(3), QString(QChar(0x4E2D)) + QChar(0x6587) + QChar(0x002D) + QChar(0x7B80) + QChar(0x4F53)
@@ -297,10 +245,7 @@ void tst_kstTextCode::displayLists()
     for (int i = 0; i < cn.size(); ++i)
         QCOMPARE(tag(cn.at(i)), tag(en.at(i < 24 ? i : i + 1)));
 
-    const quint16 probe = 0x0102;
-    uchar firstByte = 0;
-    std::memcpy(&firstByte, &probe, 1);
-    QCOMPARE(kstTextCode::isBigEndian(), firstByte == 0x01);
+    QCOMPARE(kstTextCode::isBigEndian(), QSysInfo::ByteOrder == QSysInfo::BigEndian);
 }
 
 QTEST_GUILESS_MAIN(tst_kstTextCode)

@@ -16,12 +16,6 @@ using namespace Kestrum;
 
 namespace {
 
-struct GeometryDeleter
-{
-    void operator()(OGRGeometry* geometry) const { OGRGeometryFactory::destroyGeometry(geometry); }
-};
-using GeometryPtr = std::unique_ptr<OGRGeometry, GeometryDeleter>;
-
 bool near(const QPointF& a, const QPointF& b)
 {
     return qAbs(a.x() - b.x()) < 1e-6 && qAbs(a.y() - b.y()) < 1e-6;
@@ -56,18 +50,18 @@ private slots:
         ShapeTestScene scene;
         // Vertices 3 and 4 share one whole pixel.
         const QVector<QPointF> pixs{{100, 300}, {300, 100}, {500, 300}, {700, 300}, {700.3, 299.8}};
-        for (int level : {6, 12, 17}) {
+        for (int level : {6, 17}) {
             scene.zoomTo(level);
             VectorLine* line = lineOnPixels(scene, pixs);
             QVERIFY(near(line->scenePos(), QPointF(100, 100)) && near(line->brc().bottomRight(), QPointF(600.3, 200)));
             // A 16 px hit band, a 4 px insertion band; vertex 4 adds no join of its own.
             QVERIFY(line->shape().contains(QPointF(500, 207)) && !line->shape().contains(QPointF(500, 209)));
             QVERIFY(!line->shape().contains(QPointF(601.5, 204.5)) && line->shape().contains(QPointF(598.5, 195.5)));
-            QCOMPARE(line->vertexInsertIndex(QPointF(500, 201)), 3);
-            QCOMPARE(line->vertexInsertIndex(QPointF(500, 203)), -1);
+            QVERIFY(line->vertexInsertIndex(QPointF(500, 201)) == 3 && line->vertexInsertIndex(QPointF(500, 203)) == -1);
             QCOMPARE(line->vertexHoverIndex(QPointF(600.3, 199.8)), 3);
         }
 
+        // Handles: the first red, the second green, the others yellow.
         VectorLine* line = lineOnPixels(scene, {{10, 40}, {60, 10}, {110, 40}, {160, 40}});
         const QPoint at(20, 20); // image pixel of the line's item origin
         ShapeTestScene::select(line, true);
@@ -126,31 +120,30 @@ private slots:
         scene.view().setConfig(nullptr, nullptr, &shift);
         const QVector<QPointF> geo{{116.5, 40.25}, {117, 40.75}, {117.5, 40.25}};
         auto* line = scene.add(new VectorLine(geo, &scene.layer()));
+        // A path: no closing edge.
         const kstDistanceArea& da = kstVectorShape::m_da;
         QCOMPARE(line->perimeter(), da.distance(geo[0], geo[1]) + da.distance(geo[1], geo[2]));
 
-        GeometryPtr wgs84(line->toOGRGeometry());
-        char* wkt = nullptr;
-        wgs84->exportToWkt(&wkt);
-        QCOMPARE(QString(wkt), QStringLiteral("LINESTRING (116.25 39.75,116.75 40.25,117.25 39.75)"));
-        CPLFree(wkt);
+        // Exported in the exchange frame; each geometry holds the only
+        // reference to its WGS84 copy. Web Mercator agrees with GDAL's own
+        // transformation of that export.
+        std::unique_ptr<OGRGeometry> wgs84(line->toOGRGeometry());
+        QCOMPARE(QString::fromStdString(wgs84->exportToWkt()),
+                 QStringLiteral("LINESTRING (116.25 39.75,116.75 40.25,117.25 39.75)"));
         QCOMPARE(wgs84->getSpatialReference()->GetReferenceCount(), 1);
         OGRSpatialReference mercator;
         mercator.importFromEPSG(3857);
         mercator.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-        double xs[] = {116.25, 116.75, 117.25}, ys[] = {39.75, 40.25, 39.75};
-        OGRCoordinateTransformation* ct = OGRCreateCoordinateTransformation(&kstVectorShape::m_wgs84Srs, &mercator);
-        ct->Transform(3, xs, ys);
-        OGRCoordinateTransformation::DestroyCT(ct);
-        GeometryPtr projected(line->toOGRGeometry(&mercator));
-        const OGRLineString* string = projected->toLineString();
-        QVERIFY(string->getNumPoints() == 3 && projected->getSpatialReference() == &mercator);
+        std::unique_ptr<OGRGeometry> projected(line->toOGRGeometry(&mercator));
+        QVERIFY(wgs84->transformTo(&mercator) == OGRERR_NONE && projected->getSpatialReference() == &mercator);
+        const OGRLineString *string = projected->toLineString(), *expected = wgs84->toLineString();
+        QCOMPARE(string->getNumPoints(), 3);
         for (int i = 0; i < 3; ++i)
-            QVERIFY(near(QPointF(string->getX(i), string->getY(i)), QPointF(xs[i], ys[i])));
+            QVERIFY(near(QPointF(string->getX(i), string->getY(i)), QPointF(expected->getX(i), expected->getY(i))));
 
+        // A system GDAL cannot reach gives nothing but GDAL's message.
         OGRSpatialReference local;
-        local.importFromWkt("LOCAL_CS[\"site\",LOCAL_DATUM[\"d\",0],UNIT[\"metre\",1],"
-                            "AXIS[\"X\",EAST],AXIS[\"Y\",NORTH]]");
+        local.importFromWkt("LOCAL_CS[\"site\",LOCAL_DATUM[\"d\",0],UNIT[\"metre\",1],AXIS[\"X\",EAST],AXIS[\"Y\",NORTH]]");
         local.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
         CPLPushErrorHandler(CPLQuietErrorHandler);
         QVERIFY(!OGRCreateCoordinateTransformation(&kstVectorShape::m_wgs84Srs, &local));
@@ -162,7 +155,7 @@ private slots:
         auto* empty = scene.add(new VectorLine({}, &scene.layer()));
         ShapeTestScene::select(empty, true);
         ShapeTestScene::render(empty, QSize(10, 10), QPointF());
-        GeometryPtr nothing(empty->toOGRGeometry(&mercator));
+        std::unique_ptr<OGRGeometry> nothing(empty->toOGRGeometry(&mercator));
         QVERIFY(nothing && nothing->IsEmpty() && empty->perimeter() == 0.0 && !empty->removeVertex(0));
     }
 
@@ -180,12 +173,13 @@ private slots:
             scene.attach(line);
             return line->labels();
         };
-        // Only segments half as long again as the text get a label.
+        // Only segments half as long again as the text get a label (one two
+        // pixels short of that gets none), of the text's size, in the middle.
+        // Angles of slanted and vertical segments are checked with the edit
+        // layer's label placement.
         QList<VectorShapeLabel__> labels = labelsOf({{100, 100}, {400, 100}, {400, 98 + text.width() * 1.5}});
-        QVERIFY(labels.size() == 1 && labels[0].rect.size() == QSizeF(text));
-        QVERIFY(near(labels[0].rect.center(), QPointF(150, 0)));
-        QVERIFY(qAbs(labelsOf({{0, 0}, {160, 120}}).value(0).angle - std::atan(0.75)) < 1e-9);
-        QCOMPARE(labelsOf({{300, 100}, {300, 400}}).value(0).angle, -1.5707963267945);
+        QVERIFY(labels.size() == 1 && labels[0].rect.size() == QSizeF(text)
+                && near(labels[0].rect.center(), QPointF(150, 0)));
         // Long segments carry a label on every piece of at most 1024 px.
         labels = labelsOf({{0, 0}, {3000, 0}});
         QCOMPARE(labels.size(), 4);
@@ -199,16 +193,15 @@ private slots:
         QCOMPARE(line->styleString(QString(), kstVectorShape::Color_RGB),
                  QStringLiteral("PEN(c:#ff0000,w:3px,id:\"ogr-pen-2\",cap:p,j:b)"));
         const QImage icon = line->icon();
-        QVERIFY(icon.pixelColor(6, 16).red() > 200 && icon.pixelColor(6, 16).green() == 0);
-        QCOMPARE(icon.pixelColor(27, 0).alpha(), 0);
+        QVERIFY(icon.pixelColor(6, 16).red() > 200 && icon.pixelColor(6, 16).green() == 0
+                && icon.pixelColor(27, 0).alpha() == 0);
 
+        // A clone has the same geometry and pen, no layer and no selection.
         ShapeTestScene::select(line, true);
         std::unique_ptr<kstVectorShape> copy(line->clone());
         auto* twin = static_cast<VectorLine*>(copy.get());
-        QVERIFY(!twin->parentLayer() && !twin->isShapeSelected() && twin->linePen() == dashed);
-        QVERIFY(twin->geoData() == line->geoData());
-        twin->setGeoData({});
-        QCOMPARE(line->vertexCount(), 2);
+        QVERIFY(!twin->parentLayer() && !twin->isShapeSelected() && twin->linePen() == dashed
+                && twin->geoData() == line->geoData());
     }
 };
 
