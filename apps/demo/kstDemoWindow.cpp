@@ -1,11 +1,13 @@
 #include "kstDemoWindow.h"
 
+#include "kstDemoLayerList.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorLayer.h"
 
 #include <QAction>
+#include <QDockWidget>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QLabel>
@@ -50,6 +52,11 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
 
     m_editLayer = new kstVectorEditLayer;
     m_editLayer->addToMapView(m_view);
+    m_layerList = new kstDemoLayerList(m_editLayer, this);
+    auto* dock = new QDockWidget(tr("Layers"), this);
+    dock->setObjectName(QStringLiteral("layersDock"));
+    dock->setWidget(m_layerList);
+    addDockWidget(Qt::LeftDockWidgetArea, dock);
     showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
@@ -67,15 +74,14 @@ kstDemoWindow::~kstDemoWindow()
 
 void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
 {
-    for (kstVectorLayer* layer : qAsConst(m_layers)) {
-        m_editLayer->removeLayer(layer);
-        kstVectorLayer::destoryLayer(layer);
-    }
+    for (kstVectorLayer* layer : qAsConst(m_layers))
+        m_editLayer->deleteLayer(layer);
     m_layers = layers;
     for (int i = 0; i < m_layers.size(); ++i)
         m_editLayer->insertLayer(m_layers.at(i), i);
     m_editLayer->resetZLevel();
     m_editLayer->updateLabels();
+    m_layerList->setLayers(m_layers);
 }
 
 bool kstDemoWindow::openLayers(const QString& file)

@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class QLabel;
+class kstDemoLayerList;
 
 namespace Kestrum {
 class kstPlaneCoordinatesPoint;
@@ -40,6 +41,7 @@ private:
 
     Kestrum::kstTileMapView* m_view = nullptr;
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
+    kstDemoLayerList* m_layerList = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;
     QLabel* m_latLabel = nullptr;
