@@ -216,61 +216,60 @@ QDataStream& operator>>(QDataStream& in, VectorLine& line)
     return in;
 }
 
+// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
+template <class AreaShape>
+QDataStream& writeAreaShape(QDataStream& out, const AreaShape& shape)
+{
+    return out << shape.geoData() << shape.borderPen() << shape.fillBrush() << shape.isShapeVisible();
+}
+
+template <class AreaShape, class Geometry>
+QDataStream& readAreaShape(QDataStream& in, AreaShape& shape, const Geometry& geometry)
+{
+    QPen pen;
+    QBrush brush;
+    readChecked(in, pen, kstStreamCheck::Pen);
+    readChecked(in, brush, kstStreamCheck::Brush);
+    shape.setGeoData(geometry);
+    shape.setStyleDirect(pen, brush);
+    finishShape(in, shape);
+    return in;
+}
+
 QDataStream& operator<<(QDataStream& out, const VectorPolygon& polygon)
 {
-    return out << polygon.geoData() << polygon.borderPen() << polygon.fillBrush() << polygon.isShapeVisible();
+    return writeAreaShape(out, polygon);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorPolygon& polygon)
 {
-    Polygon__ geo;
-    QPen pen;
-    QBrush brush;
-    in >> geo;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    polygon.setGeoData(geo);
-    polygon.setStyleDirect(pen, brush);
-    finishShape(in, polygon);
-    return in;
+    Polygon__ geometry;
+    in >> geometry;
+    return readAreaShape(in, polygon, geometry);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorRect& rect)
 {
-    return out << rect.geoData() << rect.borderPen() << rect.fillBrush() << rect.isShapeVisible();
+    return writeAreaShape(out, rect);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorRect& rect)
 {
     QVector<QPointF> corners;
-    QPen pen;
-    QBrush brush;
     readPoints(in, corners);
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    rect.setGeoData(QPolygonF(corners));
-    rect.setStyleDirect(pen, brush);
-    finishShape(in, rect);
-    return in;
+    return readAreaShape(in, rect, QPolygonF(corners));
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorCircle& circle)
 {
-    return out << circle.geoData() << circle.borderPen() << circle.fillBrush() << circle.isShapeVisible();
+    return writeAreaShape(out, circle);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorCircle& circle)
 {
-    Circle__ geo;
-    QPen pen;
-    QBrush brush;
-    in >> geo;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    circle.setGeoData(geo);
-    circle.setStyleDirect(pen, brush);
-    finishShape(in, circle);
-    return in;
+    Circle__ geometry;
+    in >> geometry;
+    return readAreaShape(in, circle, geometry);
 }
 
 // --- Collects and layers -------------------------------------------------
