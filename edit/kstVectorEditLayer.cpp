@@ -319,7 +319,8 @@ void kstVectorEditLayer::deleteShapes(const QList<kstVectorShape*>& shapes)
     for (kstVectorShape* shape : copy) {
         kstVectorCollect* collect = shape->shapeCollect();
         delete shape;
-        if (collect && collect->m_shapes.isEmpty() && !deleted.contains(collect)) {
+        // Shapes of one collect share it: it is looked at only while it lives.
+        if (collect && !deleted.contains(collect) && collect->m_shapes.isEmpty()) {
             deleted.append(collect);
             kstVectorCollect::deleteCollect(collect);
         }
