@@ -1,3 +1,4 @@
+#include "kstImportCommand.h"
 #include "kstInfoCommand.h"
 
 #include <QGuiApplication>
@@ -10,7 +11,10 @@ namespace {
 int usage(QTextStream& err)
 {
     err << "usage: kstvector info FILE\n"
-           "  info FILE   describe the layers, collects, shapes, fields and extent of a layers file\n";
+           "       kstvector import FILE [--layers i,j] [-o OUT]\n"
+           "  info FILE     describe the layers, collects, shapes, fields and extent of a layers file\n"
+           "  import FILE   read the layers of a GIS vector file (or those at the indices given)\n"
+           "                into a layers file, OUT or FILE's base name + .kst\n";
     return 2;
 }
 
@@ -27,5 +31,7 @@ int main(int argc, char* argv[])
     const QStringList args = app.arguments();
     if (args.size() == 3 && args.at(1) == QLatin1String("info"))
         return kstInfoCommand::run(args.at(2), out, err);
+    if (args.size() >= 3 && args.at(1) == QLatin1String("import"))
+        return kstImportCommand::run(args.mid(2), out, err);
     return usage(err);
 }

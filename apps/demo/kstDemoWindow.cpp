@@ -3,10 +3,16 @@
 #include "kstDemoLayerList.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
+#include "kstVectorCollect.h"
+#include "kstVectorFileImport.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorLayer.h"
 
 #include <QAction>
+#include <QDir>
+#include <QFileInfo>
+
+#include <gdal_priv.h>
 #include <QDockWidget>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -64,6 +70,10 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
 
 kstDemoWindow::~kstDemoWindow()
 {
+    if (m_importer) {
+        m_importer->stopImport();
+        delete m_importer;
+    }
     // The shapes are child items of the edit layer: dispose of the layers
     // first, then of the edit layer, before the view deletes its scene.
     for (kstVectorLayer* layer : qAsConst(m_layers))
@@ -104,6 +114,54 @@ bool kstDemoWindow::saveLayers(const QString& file)
     return saved;
 }
 
+bool kstDemoWindow::importFile(const QString& file)
+{
+    if (m_importer && m_importer->isImporting())
+        return false;
+    GDALAllRegister();
+    GDALDataset* source = static_cast<GDALDataset*>(
+        GDALOpenEx(QFile::encodeName(file).constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+    if (!source) {
+        statusBar()->showMessage(tr("Cannot import %1").arg(file));
+        return false;
+    }
+    QList<int> indices;
+    for (int i = 0; i < source->GetLayerCount(); ++i)
+        indices << i;
+    if (!m_importer) {
+        m_importer = new kstVectorFileImport;
+        connect(m_importer, &kstVectorFileImport::layerImport, this, &kstDemoWindow::showImportedLayer);
+        connect(m_importer, &kstVectorFileImport::importProgress, this,
+                [this](int progress, const QString& detail) {
+                    statusBar()->showMessage(QStringLiteral("%1 %2%").arg(detail).arg(progress));
+                });
+        connect(m_importer, &kstVectorFileImport::importFinished, this, [this] {
+            zoomToLayers();
+            statusBar()->showMessage(tr("Imported"), 3000);
+            emit imported();
+        });
+        connect(m_importer, &kstVectorFileImport::importStoped, this, &kstDemoWindow::imported);
+    }
+    m_importer->setCurrentMapViewConfig(m_view->projection(), m_view->resolution(), m_view->level());
+    m_importer->startImport(source, indices);
+    return true;
+}
+
+void kstDemoWindow::showImportedLayer(kstVectorLayer* layer)
+{
+    // Features without a label field are labelled by their name attribute.
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+        if (collect->m_text.isEmpty())
+            collect->m_text = collect->m_fields.value(QStringLiteral("name")).toString();
+    }
+    kstVectorEditLayer::upateLayerShapeLabels(layer);
+    m_layers.append(layer);
+    m_editLayer->importLayer(layer, m_layers.size() - 1);
+    m_editLayer->resetZLevel();
+    m_editLayer->updateLabels();
+    m_layerList->setLayers(m_layers);
+}
+
 void kstDemoWindow::zoomToLayers()
 {
     GCP lt, rb;
@@ -132,6 +190,13 @@ void kstDemoWindow::createFileMenu()
         if (!file.isEmpty() && !openLayers(file))
             QMessageBox::warning(this, tr("Open Layers"), tr("%1 is not a readable layers file.").arg(file));
     }, QKeySequence::Open);
+    fileMenu->addAction(tr("&Import GIS File..."), this, [this] {
+        const QString file = QFileDialog::getOpenFileName(
+            this, tr("Import"), QString(),
+            tr("GIS files (*.shp *.tab *.mif *.dxf *.kml *.gpx *.geojson *.json *.sqlite *.gpkg);;All files (*)"));
+        if (!file.isEmpty() && !importFile(file))
+            QMessageBox::warning(this, tr("Import"), tr("Cannot import %1.").arg(file));
+    });
     fileMenu->addAction(tr("&Save Layers As..."), this, [this, filter] {
         const QString file = QFileDialog::getSaveFileName(this, tr("Save Layers"), QString(), filter);
         if (!file.isEmpty() && !saveLayers(file))

@@ -7,6 +7,7 @@ class kstDemoLayerList;
 
 namespace Kestrum {
 class kstPlaneCoordinatesPoint;
+class kstVectorFileImport;
 class kstTileMapView;
 class kstVectorEditLayer;
 class kstVectorLayer;
@@ -27,6 +28,12 @@ public:
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
     bool saveLayers(const QString& file);
+    // Imports every layer of a GIS file on the importer's worker thread;
+    // imported emits when the last layer is shown.
+    bool importFile(const QString& file);
+
+signals:
+    void imported();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -36,12 +43,14 @@ private:
     void createFileMenu();
     void showLayers(const QList<Kestrum::kstVectorLayer*>& layers);
     void zoomToLayers();
+    void showImportedLayer(Kestrum::kstVectorLayer* layer);
     void showCursor(const QPointF& pix);
     void showLevel(int level);
 
     Kestrum::kstTileMapView* m_view = nullptr;
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
     kstDemoLayerList* m_layerList = nullptr;
+    Kestrum::kstVectorFileImport* m_importer = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;
     QLabel* m_latLabel = nullptr;

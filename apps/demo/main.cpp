@@ -50,6 +50,12 @@ int main(int argc, char* argv[])
                                         QStringLiteral("Save the shown layers to a layers file and go on."),
                                         QStringLiteral("file"));
     parser.addOption(saveOption);
+    const QCommandLineOption importOption(QStringLiteral("import"),
+                                          QStringLiteral("Import a GIS file (default: the bundled world countries)."),
+                                          QStringLiteral("file"));
+    parser.addOption(importOption);
+    const QCommandLineOption noSampleOption(QStringLiteral("no-sample"), QStringLiteral("Start without sample data."));
+    parser.addOption(noSampleOption);
     parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A layers file to open."));
     parser.process(app);
 
@@ -63,16 +69,27 @@ int main(int argc, char* argv[])
     QApplication::processEvents();
     if (!parser.positionalArguments().isEmpty() && !window.openLayers(parser.positionalArguments().first()))
         std::fprintf(stderr, "kstvector-demo: cannot open %s\n", qPrintable(parser.positionalArguments().first()));
+    // Without a layers file the demo shows the bundled world countries.
+    QString importPath = parser.value(importOption);
+    if (importPath.isEmpty() && parser.positionalArguments().isEmpty() && !parser.isSet(noSampleOption))
+        importPath = QStringLiteral(KST_SAMPLE_DATA_DIR "/world-countries.geojson");
+    const bool importing = !importPath.isEmpty() && window.importFile(importPath);
     if (parser.isSet(saveOption) && !window.saveLayers(parser.value(saveOption)))
         std::fprintf(stderr, "kstvector-demo: cannot save %s\n", qPrintable(parser.value(saveOption)));
     if (screenshot.isEmpty())
         return app.exec();
 
     int result = 0;
-    QTimer::singleShot(300, &app, [&] {
-        result = saveScreenshot(&window, screenshot);
-        app.quit();
-    });
+    const auto shoot = [&] {
+        QTimer::singleShot(300, &app, [&] {
+            result = saveScreenshot(&window, screenshot);
+            app.quit();
+        });
+    };
+    if (importing)
+        QObject::connect(&window, &kstDemoWindow::imported, &app, shoot);
+    else
+        shoot();
     app.exec();
     return result;
 }

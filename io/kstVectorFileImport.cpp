@@ -1,0 +1,821 @@
+#include "kstVectorFileImport.h"
+
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "VectorPolygon.h"
+#include "kstCodePage.h"
+#include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+#include "kstWebMercatorProjection.h"
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QDateTime>
+#include <QDebug>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QPixmap>
+#include <QTime>
+
+#include <cpl_conv.h>
+#include <cpl_error.h>
+#include <cpl_string.h>
+#include <gdal_priv.h>
+#include <ogr_featurestyle.h>
+#include <ogr_geometry.h>
+#include <ogrsf_frmts.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace Kestrum {
+
+namespace {
+
+struct CplFree
+{
+    void operator()(void* p) const { CPLFree(p); }
+};
+using CplString = std::unique_ptr<char, CplFree>;
+
+struct FeatureDestroyer
+{
+    void operator()(OGRFeature* feature) const { OGRFeature::DestroyFeature(feature); }
+};
+using FeaturePtr = std::unique_ptr<OGRFeature, FeatureDestroyer>;
+
+const kstTextCode::CharSet kNoCharSet = static_cast<kstTextCode::CharSet>(-1);
+
+// A colour text of a style tool; components it cannot parse stay black, opaque.
+QColor colorFromOGR(const char* text)
+{
+    int red = 0, green = 0, blue = 0, alpha = 255;
+    OGRStyleTool::GetRGBFromString(text, red, green, blue, alpha);
+    return QColor(red, green, blue, alpha);
+}
+
+// The integer part of a length a style tool gives in pixels. Lengths that
+// were stored in other units come back with rounding noise (5 px written as
+// millimetres reads back as 4.99996 px), so a value that close to a whole
+// number is taken as that number.
+int wholePixels(double value)
+{
+    const double nearest = std::round(value);
+    return std::abs(value - nearest) < 1e-3 ? int(nearest) : int(value);
+}
+
+// Walks the tools of a style string in order; `apply` returns false to end
+// the walk. Each tool is deleted after use.
+template <class Apply>
+void walkStyleTools(const QString& style, Apply apply)
+{
+    const QByteArray utf8 = style.toUtf8();
+    OGRStyleMgr manager(nullptr);
+    manager.InitStyleString(utf8.constData());
+    const int count = manager.GetPartCount(nullptr);
+    for (int i = 0; i < count; ++i) {
+        std::unique_ptr<OGRStyleTool> tool(manager.GetPart(i, nullptr));
+        if (!tool)
+            continue;
+        if (!apply(tool.get()))
+            break;
+    }
+}
+
+} // namespace
+
+// --- Id tables -----------------------------------------------------------
+
+const kstVectorFileImport::PenIdStyle kstVectorFileImport::penIdTable_[8] = {
+    {"ogr-pen-0", Qt::SolidLine},
+    {"ogr-pen-1", Qt::NoPen},
+    {"ogr-pen-2", Qt::DashLine},
+    {"ogr-pen-3", Qt::DashLine},
+    {"ogr-pen-4", Qt::DashLine},
+    {"ogr-pen-5", Qt::DotLine},
+    {"ogr-pen-6", Qt::DashDotLine},
+    {"ogr-pen-7", Qt::DashDotDotLine},
+};
+
+// "ogr-brush-0" (solid) is what no match gives, so it is not searched.
+const kstVectorFileImport::BrushIdStyle kstVectorFileImport::brushIdTable_[7] = {
+    {"ogr-brush-1", Qt::NoBrush},
+    {"ogr-brush-2", Qt::HorPattern},
+    {"ogr-brush-3", Qt::VerPattern},
+    {"ogr-brush-4", Qt::FDiagPattern},
+    {"ogr-brush-5", Qt::BDiagPattern},
+    {"ogr-brush-6", Qt::CrossPattern},
+    {"ogr-brush-7", Qt::DiagCrossPattern},
+};
+
+Qt::PenStyle kstVectorFileImport::penStyleFromId(const char* id)
+{
+    for (const PenIdStyle& entry : penIdTable_) {
+        if (std::strstr(id, entry.id))
+            return entry.style;
+    }
+    return Qt::SolidLine;
+}
+
+Qt::BrushStyle kstVectorFileImport::brushStyleFromId(const char* id)
+{
+    for (const BrushIdStyle& entry : brushIdTable_) {
+        if (std::strstr(id, entry.id))
+            return entry.style;
+    }
+    return Qt::SolidPattern;
+}
+
+// --- Deleters ------------------------------------------------------------
+
+void kstVectorFileImport::DataSourceCloser::operator()(GDALDataset* dataSource) const
+{
+    GDALClose(dataSource);
+}
+
+void kstVectorFileImport::SrsReleaser::operator()(OGRSpatialReference* srs) const
+{
+    srs->Release();
+}
+
+void kstVectorFileImport::TransformDeleter::operator()(OGRCoordinateTransformation* ct) const
+{
+    OCTDestroyCoordinateTransformation(OGRCoordinateTransformation::ToHandle(ct));
+}
+
+// --- Life cycle ----------------------------------------------------------
+
+kstVectorFileImport::kstVectorFileImport(QObject* parent)
+    : QObject(parent)
+{
+    qRegisterMetaType<kstVectorLayer*>("Kestrum::kstVectorLayer*");
+    qRegisterMetaType<kstVectorLayer*>("kstVectorLayer*");
+    m_wgs84Srs.SetWellKnownGeogCS("WGS84");
+    m_wgs84Srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    moveToThread(&m_thread);
+    connect(&m_thread, &QThread::started, this, &kstVectorFileImport::doImport);
+}
+
+kstVectorFileImport::~kstVectorFileImport()
+{
+    // The thread may still be running the end of an import (or a whole one
+    // the host did not stop); a QThread must not be destroyed while it runs.
+    if (m_thread.isRunning()) {
+        m_stop = true;
+        m_thread.quit();
+        m_thread.wait();
+    }
+    qDebug().noquote() << "kstVectorFileImport::~kstVectorFileImport()";
+}
+
+void kstVectorFileImport::setCurrentMapViewConfig(kstProjection* projection, kstResulotion* resolution, int level)
+{
+    m_projection = projection;
+    m_resolution = resolution;
+    m_level = level;
+    m_meterPerPixel = resolution ? resolution->mpp(level) : kstMeterPerPixle__();
+}
+
+void kstVectorFileImport::startImport(GDALDataset* dataSource, const QList<int>& layerIndices)
+{
+    if (m_thread.isRunning()) {
+        qDebug().noquote() << "kstVectorFileImport::startImport:an import is running!";
+        // The data source was handed over all the same.
+        if (dataSource && dataSource != m_dataSource.get())
+            GDALClose(dataSource);
+        return;
+    }
+    m_dataSource.reset(dataSource);
+    m_layerIndices = layerIndices;
+    if (!m_dataSource) {
+        qDebug().noquote() << "kstVectorFileImport::startImport:data source is null!";
+        return;
+    }
+    // After an earlier import the object lives in the main thread again.
+    if (thread() != &m_thread)
+        moveToThread(&m_thread);
+    m_stop = false;
+    m_thread.start(QThread::InheritPriority);
+}
+
+void kstVectorFileImport::stopImport()
+{
+    if (!m_thread.isRunning())
+        return;
+    m_stop = true;
+    m_thread.quit();
+    m_thread.wait();
+}
+
+bool kstVectorFileImport::isImporting() const
+{
+    return m_thread.isRunning();
+}
+
+void kstVectorFileImport::leaveWorker()
+{
+    m_thread.quit();
+    if (QCoreApplication* app = QCoreApplication::instance())
+        moveToThread(app->thread());
+}
+
+// --- The worker ----------------------------------------------------------
+
+void kstVectorFileImport::doImport()
+{
+    emit importStarted();
+
+    const QFileInfo source(QString::fromUtf8(m_dataSource->GetDescription()));
+    // A folder of shapefiles is its own folder.
+    m_sourceDir = source.isDir() ? source.absoluteFilePath() : source.absolutePath();
+    m_dataSourceStyleTable = m_dataSource->GetStyleTable();
+    m_styleTableSaved = false;
+
+    const int n = m_layerIndices.size();
+    for (int i = 0; i < n; ++i) {
+        const int index = m_layerIndices.at(i);
+        OGRLayer* ogrLayer = index >= 0 && index < m_dataSource->GetLayerCount() ? m_dataSource->GetLayer(index) : nullptr;
+        if (ogrLayer) {
+            m_layerStyleTable = ogrLayer->GetStyleTable();
+            kstVectorLayer* layer = layerFromOGR(ogrLayer, i, n);
+            m_layerStyleTable = nullptr;
+            if (layer)
+                emit layerImport(layer);
+        } else {
+            qDebug().noquote() << QStringLiteral("kstVectorFileImport::doImport:no layer at index %1!").arg(index);
+        }
+        if (m_stop) {
+            m_dataSourceStyleTable = nullptr;
+            m_dataSource.reset();
+            leaveWorker();
+            emit importStoped();
+            return;
+        }
+    }
+
+    emit importProgress(int(m_progressMax), QStringLiteral("正在关闭矢量文件..."));
+    m_dataSourceStyleTable = nullptr;
+    m_dataSource.reset();
+    leaveWorker();
+    emit importProgress(100, QStringLiteral("矢量文件加载完成！"));
+    emit importFinished();
+}
+
+kstVectorLayer* kstVectorFileImport::layerFromOGR(OGRLayer* ogrLayer, int index, int count)
+{
+    OGRFeatureDefn* definition = ogrLayer->GetLayerDefn();
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    const QString name = QString::fromUtf8(ogrLayer->GetName());
+    layer->m_name = name;
+    layer->m_charSet = layerChartSet(ogrLayer);
+    beginLayer(ogrLayer, kstTextCode::CharSet(layer->m_charSet));
+    if (m_sourceSrs) {
+        char* wkt = nullptr;
+        m_sourceSrs->exportToPrettyWkt(&wkt, FALSE);
+        const CplString hold(wkt);
+        layer->m_srsWkt = QString::fromUtf8(wkt);
+    }
+
+    emit importProgress(int(index * m_progressMax / count), QStringLiteral("开始加载图层：%1").arg(name));
+
+    GIntBig featureCount = ogrLayer->GetFeatureCount(TRUE);
+    if (featureCount < 0) {
+        featureCount = 0;
+        ogrLayer->ResetReading();
+        while (FeaturePtr feature = FeaturePtr(ogrLayer->GetNextFeature()))
+            ++featureCount;
+    }
+
+    for (int i = 0; i < definition->GetFieldCount(); ++i) {
+        const OGRFieldDefn* field = definition->GetFieldDefn(i);
+        const QString fieldName = QString::fromUtf8(field->GetNameRef());
+        layer->m_fieldNames.append(fieldName);
+        layer->m_fieldTypes.append(int(field->GetType()));
+        if (layer->m_labelField.isEmpty() && fieldName.compare(QLatin1String("name"), Qt::CaseInsensitive) == 0) {
+            layer->m_labelField = fieldName;
+            layer->m_labelMode = 2;
+        }
+    }
+
+    // Without a view configuration shapes convert like shapes on no view.
+    static kstWebMercatorProjection fallbackProjection;
+    kstProjection* projection = m_projection ? m_projection : &fallbackProjection;
+    const kstMeterPerPixle__ mpp = m_resolution ? m_meterPerPixel : kstTileResulotion().mpp(0);
+
+    ogrLayer->ResetReading();
+    GIntBig k = 0;
+    while (FeaturePtr feature = FeaturePtr(ogrLayer->GetNextFeature())) {
+        ++k;
+        // A count that fell short of the features read ends at the layer's share.
+        const double read = double(featureCount > 0 ? qMin(k, featureCount) : 1);
+        const double total = double(featureCount > 0 ? featureCount : 1);
+        emit importProgress(int(read * m_progressMax / total / count + m_progressMax * index / count),
+                            QStringLiteral("加载矢量图层 \"%1\" 要素：%2").arg(name).arg(feature->GetFID()));
+
+        OGRGeometry* geometry = feature->GetGeometryRef();
+        if (geometry) {
+            m_featureFields = getFeatureFields(definition, feature.get());
+            const QList<kstVectorShape*> shapes = shapesFromOGR(geometry, feature->GetStyleString());
+            if (!shapes.isEmpty()) {
+                kstVectorCollect* collect = kstVectorCollect::newCollect();
+                collect->m_layer = layer;
+                // Every collect needs a key of its own, also where the driver gives none.
+                quint64 fid = quint64(feature->GetFID());
+                if (feature->GetFID() == OGRNullFID || layer->m_collects.contains(fid))
+                    fid = layer->genFid();
+                collect->m_fid = fid;
+                collect->m_fields = m_featureFields;
+                if (!layer->m_labelField.isEmpty()) {
+                    QString text;
+                    kstTextCode::encode(kstTextCode::CharSet(layer->m_charSet),
+                                        m_featureFields.value(layer->m_labelField).toByteArray(), text);
+                    collect->m_text = text;
+                }
+                collect->m_geometryType = int(geometry->getGeometryType());
+                collect->m_shapes = shapes;
+                for (int j = 0; j < shapes.size(); ++j) {
+                    shapes.at(j)->setShapeCollect(collect, j);
+                    shapes.at(j)->initShape(mpp, projection);
+                }
+                layer->m_collects.insert(fid, collect);
+            }
+        }
+        if (m_stop)
+            break;
+    }
+    endLayer();
+    return layer;
+}
+
+void kstVectorFileImport::beginLayer(OGRLayer* ogrLayer, kstTextCode::CharSet charSet)
+{
+    endLayer();
+    if (const OGRSpatialReference* srs = ogrLayer->GetSpatialRef()) {
+        m_sourceSrs.reset(srs->Clone());
+        m_sourceSrs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        if (!m_sourceSrs->IsSame(&m_wgs84Srs)) {
+            CPLErrorReset();
+            m_toWgs84.reset(OGRCreateCoordinateTransformation(m_sourceSrs.get(), &m_wgs84Srs));
+            if (!m_toWgs84) {
+                m_toWgs84Failed = true;
+                m_toWgs84Error = QString::fromUtf8(CPLGetLastErrorMsg());
+            }
+        }
+    }
+
+    // GDAL recodes a shapefile's text to UTF-8 when its code page is known,
+    // and a MapInfo table's when its charset is declared; the attribute map
+    // keeps the bytes as the file holds them, in the layer's character set.
+    const char* driver = m_dataSource ? m_dataSource->GetDriverName() : nullptr;
+    if (driver && EQUAL(driver, "ESRI Shapefile")) {
+        const char* encoding = ogrLayer->GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE");
+        if (encoding && *encoding)
+            m_sourceEncoding = encoding;
+    } else if (charSet >= 0 && charSet <= kstTextCode::UCS_4LE && charSet != kstTextCode::UTF_8
+               && ogrLayer->TestCapability(OLCStringsAsUTF8)) {
+        m_sourceEncoding = kstTextCode::charsetString(charSet).toLatin1();
+    }
+}
+
+void kstVectorFileImport::endLayer()
+{
+    m_toWgs84.reset();
+    m_toWgs84Failed = false;
+    m_toWgs84Error.clear();
+    m_sourceSrs.reset();
+    m_sourceEncoding.clear();
+    m_featureFields.clear();
+}
+
+QByteArray kstVectorFileImport::sourceText(const char* text) const
+{
+    if (!text)
+        return QByteArray();
+    if (m_sourceEncoding.isEmpty())
+        return QByteArray(text);
+    const CplString raw(CPLRecode(text, CPL_ENC_UTF8, m_sourceEncoding.constData()));
+    return raw ? QByteArray(raw.get()) : QByteArray(text);
+}
+
+kstTextCode::CharSet kstVectorFileImport::layerChartSet(OGRLayer* ogrLayer)
+{
+    const char* driver = m_dataSource ? m_dataSource->GetDriverName() : nullptr;
+    if (driver && EQUAL(driver, "ESRI Shapefile")) {
+        const QString base = QStringLiteral("%1/%2").arg(m_sourceDir, QString::fromUtf8(ogrLayer->GetName()));
+        QFile cpg(base + QStringLiteral(".cpg"));
+        if (!cpg.exists())
+            cpg.setFileName(base + QStringLiteral(".CPG"));
+        if (!cpg.exists() || !cpg.open(QIODevice::ReadOnly))
+            return kstTextCode::GBK;
+        const QString content = QString::fromUtf8(cpg.readAll());
+        const kstTextCode::CharSet charSet = kstTextCode::shpCPGCharSet(content);
+        // Other tools spell the same code pages in their own ways.
+        return charSet != kNoCharSet ? charSet : kstCodePage::charSet(content);
+    }
+    if (driver && EQUAL(driver, "Mapinfo File"))
+        return kstTextCode::GBK;
+    return kstTextCode::UTF_8;
+}
+
+// --- Geometries ----------------------------------------------------------
+
+QList<kstVectorShape*> kstVectorFileImport::shapesFromOGR(OGRGeometry* geometry, const char* style)
+{
+    QList<kstVectorShape*> shapes;
+    if (!geometry)
+        return shapes;
+    auto addPoint = [&](OGRPoint* ogrPoint) {
+        QPointF data;
+        if (!shapeDataFromOGR(ogrPoint, data))
+            return;
+        auto* point = new VectorPoint(data, nullptr);
+        if (style)
+            setShapeStyleFromOGR(point, style);
+        shapes.append(point);
+    };
+    auto addLine = [&](OGRLineString* ogrLine) {
+        QVector<QPointF> data;
+        if (!shapeDataFromOGR(ogrLine, data))
+            return;
+        auto* line = new VectorLine(data, nullptr);
+        if (style)
+            setShapeStyleFromOGR(line, style);
+        shapes.append(line);
+    };
+    auto addPolygon = [&](OGRPolygon* ogrPolygon) {
+        Polygon__ data;
+        if (!shapeDataFromOGR(ogrPolygon, data))
+            return;
+        auto* polygon = new VectorPolygon(data, nullptr);
+        if (style)
+            setShapeStyleFromOGR(polygon, style);
+        shapes.append(polygon);
+    };
+
+    switch (geometry->getGeometryType()) {
+    case wkbPoint:
+    case wkbPoint25D:
+        addPoint(geometry->toPoint());
+        break;
+    case wkbMultiPoint:
+    case wkbMultiPoint25D:
+        for (OGRPoint* member : *geometry->toMultiPoint())
+            addPoint(member);
+        break;
+    case wkbLineString:
+    case wkbLineString25D:
+        addLine(geometry->toLineString());
+        break;
+    case wkbMultiLineString:
+    case wkbMultiLineString25D:
+        for (OGRLineString* member : *geometry->toMultiLineString())
+            addLine(member);
+        break;
+    case wkbPolygon:
+    case wkbPolygon25D:
+        addPolygon(geometry->toPolygon());
+        break;
+    case wkbMultiPolygon:
+    case wkbMultiPolygon25D:
+        for (OGRPolygon* member : *geometry->toMultiPolygon())
+            addPolygon(member);
+        break;
+    case wkbGeometryCollection:
+        for (OGRGeometry* member : *geometry->toGeometryCollection())
+            shapes += shapesFromOGR(member, style);
+        break;
+    default:
+        break;
+    }
+    return shapes;
+}
+
+bool kstVectorFileImport::toWgs84(int n, double* xs, double* ys)
+{
+    if (m_toWgs84Failed) {
+        qDebug().noquote() << QStringLiteral("OGRCreateCoordinateTransformation failed:") + m_toWgs84Error;
+        return false;
+    }
+    if (!m_toWgs84 || n == 0)
+        return true;
+    CPLErrorReset();
+    if (!m_toWgs84->Transform(n, xs, ys))
+        qDebug().noquote() << QStringLiteral("Transform failed:") + QString::fromUtf8(CPLGetLastErrorMsg());
+    return true;
+}
+
+bool kstVectorFileImport::shapeDataFromOGR(OGRPoint* point, QPointF& data)
+{
+    if (!point || point->IsEmpty())
+        return false;
+    double x = point->getX();
+    double y = point->getY();
+    if (!toWgs84(1, &x, &y))
+        return false;
+    data = QPointF(x, y);
+    return true;
+}
+
+bool kstVectorFileImport::shapeDataFromOGR(OGRLineString* line, QVector<QPointF>& data)
+{
+    if (!line || line->getNumPoints() < 2)
+        return false;
+    const int n = line->getNumPoints();
+    std::vector<double> xs(n), ys(n);
+    for (int i = 0; i < n; ++i) {
+        xs[i] = line->getX(i);
+        ys[i] = line->getY(i);
+    }
+    if (!toWgs84(n, xs.data(), ys.data()))
+        return false;
+    data.resize(n);
+    for (int i = 0; i < n; ++i)
+        data[i] = QPointF(xs[i], ys[i]);
+    return true;
+}
+
+bool kstVectorFileImport::shapeDataFromOGR(OGRLinearRing* ring, QPolygonF& data)
+{
+    if (!ring || ring->getNumPoints() < 3)
+        return false;
+    ring->closeRings();
+    // The closing repeat is left out; a ring with fewer than three points of
+    // its own encloses nothing.
+    const int n = ring->getNumPoints() - 1;
+    if (n < 3)
+        return false;
+    std::vector<double> xs(n), ys(n);
+    for (int i = 0; i < n; ++i) {
+        xs[i] = ring->getX(i);
+        ys[i] = ring->getY(i);
+    }
+    if (!toWgs84(n, xs.data(), ys.data()))
+        return false;
+    data.resize(n);
+    for (int i = 0; i < n; ++i)
+        data[i] = QPointF(xs[i], ys[i]);
+    return true;
+}
+
+bool kstVectorFileImport::shapeDataFromOGR(OGRPolygon* polygon, Polygon__& data)
+{
+    if (!polygon)
+        return false;
+    Polygon__ result;
+    if (!shapeDataFromOGR(polygon->getExteriorRing(), result.outer))
+        return false;
+    for (int i = 0; i < polygon->getNumInteriorRings(); ++i) {
+        QPolygonF inner;
+        if (shapeDataFromOGR(polygon->getInteriorRing(i), inner))
+            result.inner.append(inner);
+    }
+    data = result;
+    return true;
+}
+
+// --- Attributes ----------------------------------------------------------
+
+QMap<QString, QVariant> kstVectorFileImport::getFeatureFields(OGRFeatureDefn* definition, OGRFeature* feature)
+{
+    QMap<QString, QVariant> fields;
+    for (int i = 0; i < definition->GetFieldCount(); ++i) {
+        const OGRFieldDefn* field = definition->GetFieldDefn(i);
+        const QString name = QString::fromUtf8(field->GetNameRef());
+        switch (field->GetType()) {
+        case OFTInteger:
+            fields.insert(name, feature->GetFieldAsInteger(i));
+            break;
+        case OFTInteger64:
+            fields.insert(name, qlonglong(feature->GetFieldAsInteger64(i)));
+            break;
+        case OFTReal:
+            fields.insert(name, feature->GetFieldAsDouble(i));
+            break;
+        case OFTString:
+            fields.insert(name, sourceText(feature->GetFieldAsString(i)));
+            break;
+        case OFTBinary: {
+            int length = 0;
+            const GByte* bytes = feature->GetFieldAsBinary(i, &length);
+            fields.insert(name, QByteArray(reinterpret_cast<const char*>(bytes), bytes ? length : 0));
+            break;
+        }
+        case OFTDate:
+        case OFTTime:
+        case OFTDateTime: {
+            int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, zone = 0;
+            feature->GetFieldAsDateTime(i, &year, &month, &day, &hour, &minute, &second, &zone);
+            const QDate date(year, month, day);
+            const QTime time(hour, minute, second, 0);
+            if (field->GetType() == OFTDate)
+                fields.insert(name, date);
+            else if (field->GetType() == OFTTime)
+                fields.insert(name, time);
+            else
+                fields.insert(name, QDateTime(date, time, zone == 100 ? Qt::UTC : Qt::LocalTime));
+            break;
+        }
+        case OFTIntegerList: {
+            int n = 0;
+            const int* values = feature->GetFieldAsIntegerList(i, &n);
+            QVariantList list;
+            for (int j = 0; j < n; ++j)
+                list.append(values[j]);
+            fields.insert(name, list);
+            break;
+        }
+        case OFTInteger64List: {
+            int n = 0;
+            const GIntBig* values = feature->GetFieldAsInteger64List(i, &n);
+            QVariantList list;
+            for (int j = 0; j < n; ++j)
+                list.append(qlonglong(values[j]));
+            fields.insert(name, list);
+            break;
+        }
+        case OFTRealList: {
+            int n = 0;
+            const double* values = feature->GetFieldAsDoubleList(i, &n);
+            QVariantList list;
+            for (int j = 0; j < n; ++j)
+                list.append(values[j]);
+            fields.insert(name, list);
+            break;
+        }
+        case OFTStringList: {
+            char** values = feature->GetFieldAsStringList(i);
+            const int n = CSLCount(values);
+            QVariantList list;
+            for (int j = 0; j < n; ++j)
+                list.append(sourceText(values[j]));
+            fields.insert(name, list);
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    return fields;
+}
+
+// --- Styles --------------------------------------------------------------
+
+QString kstVectorFileImport::pureStyleString(const QString& style)
+{
+    if (style.startsWith(QLatin1Char('@'))) {
+        const QByteArray name = style.mid(1).toUtf8();
+        if (m_layerStyleTable) {
+            if (const char* found = m_layerStyleTable->Find(name.constData()))
+                return QString::fromUtf8(found);
+        }
+        if (m_dataSourceStyleTable) {
+            // A copy of the data source's table for the user, once per import;
+            // a failure to write it changes nothing.
+            if (!m_styleTableSaved) {
+                const CPLErrorStateBackuper keepLastError;
+                const CPLErrorHandlerPusher quiet(CPLQuietErrorHandler);
+                m_dataSourceStyleTable->SaveStyleTable("style_table.txt");
+                m_styleTableSaved = true;
+            }
+            if (const char* found = m_dataSourceStyleTable->Find(name.constData()))
+                return QString::fromUtf8(found);
+        }
+        return QString();
+    }
+    if (style.size() >= 2 && style.startsWith(QLatin1Char('{')) && style.endsWith(QLatin1Char('}'))) {
+        const auto it = m_featureFields.constFind(style.mid(1, style.size() - 2));
+        return it == m_featureFields.constEnd() ? QString() : it->toString();
+    }
+    return style;
+}
+
+void kstVectorFileImport::setShapeStyleFromOGR(VectorPoint* point, const char* style)
+{
+    if (!style || !*style)
+        return;
+    const QString resolved = pureStyleString(QString::fromUtf8(style));
+    if (resolved.isEmpty())
+        return;
+    // The first symbol or pen decides the look of a point.
+    walkStyleTools(resolved, [&](OGRStyleTool* tool) {
+        if (tool->GetType() == OGRSTCSymbol) {
+            auto* symbol = static_cast<OGRStyleSymbol*>(tool);
+            symbol->SetUnit(OGRSTUPixel, 1.0);
+            GBool unset = TRUE;
+            const char* id = symbol->Id(unset);
+            if (unset || !id)
+                return false;
+            const QImage picture(m_sourceDir + QLatin1Char('/') + QString::fromUtf8(id));
+            // A missing or unreadable picture leaves the point as it is.
+            if (picture.isNull())
+                return false;
+            point->setPointType(1);
+            point->setMarkerIcon(QPixmap::fromImage(picture));
+            QPoint anchor(picture.width() / 2, picture.height() / 2);
+            GBool dyUnset = TRUE;
+            const double dy = symbol->SpacingY(dyUnset);
+            if (!dyUnset) {
+                GBool dxUnset = TRUE;
+                anchor = QPoint(wholePixels(symbol->SpacingX(dxUnset)), wholePixels(dy));
+            }
+            point->setMarkerAnchor(anchor);
+            return false;
+        }
+        if (tool->GetType() == OGRSTCPen) {
+            auto* pen = static_cast<OGRStylePen*>(tool);
+            pen->SetUnit(OGRSTUPixel, 1.0);
+            GBool unset = TRUE;
+            const char* color = pen->Color(unset);
+            if (unset || !color)
+                return false;
+            const QColor qcolor = colorFromOGR(color);
+            point->setPointType(0);
+            point->setPointBorderPen(QPen(QBrush(qcolor), 1, Qt::SolidLine));
+            point->setPointFillBrush(QBrush(qcolor, Qt::SolidPattern));
+            GBool widthUnset = TRUE;
+            const double width = pen->Width(widthUnset);
+            if (!widthUnset)
+                point->setPointSize(wholePixels(width));
+            return false;
+        }
+        return true;
+    });
+}
+
+void kstVectorFileImport::setShapeStyleFromOGR(VectorLine* line, const char* style)
+{
+    if (!style || !*style)
+        return;
+    const QString resolved = pureStyleString(QString::fromUtf8(style));
+    if (resolved.isEmpty())
+        return;
+    walkStyleTools(resolved, [&](OGRStyleTool* tool) {
+        if (tool->GetType() == OGRSTCPen)
+            line->setLinePen(stylePenFromOGR(static_cast<OGRStylePen*>(tool)));
+        return true;
+    });
+}
+
+void kstVectorFileImport::setShapeStyleFromOGR(VectorPolygon* polygon, const char* style)
+{
+    if (!style || !*style)
+        return;
+    const QString resolved = pureStyleString(QString::fromUtf8(style));
+    if (resolved.isEmpty())
+        return;
+    walkStyleTools(resolved, [&](OGRStyleTool* tool) {
+        if (tool->GetType() == OGRSTCPen)
+            polygon->setBorderPen(stylePenFromOGR(static_cast<OGRStylePen*>(tool)));
+        else if (tool->GetType() == OGRSTCBrush)
+            polygon->setFillBrush(styleBrushFromOGR(static_cast<OGRStyleBrush*>(tool)));
+        return true;
+    });
+}
+
+QPen kstVectorFileImport::stylePenFromOGR(OGRStylePen* ogrPen)
+{
+    QPen pen;
+    if (!ogrPen)
+        return pen;
+    ogrPen->SetUnit(OGRSTUPixel, 1.0);
+    GBool unset = TRUE;
+    const char* color = ogrPen->Color(unset);
+    if (!unset && color)
+        pen.setColor(colorFromOGR(color));
+    const double width = ogrPen->Width(unset);
+    if (!unset && width >= 0)
+        pen.setWidth(wholePixels(width));
+    ogrPen->Pattern(unset);
+    pen.setStyle(unset ? Qt::SolidLine : Qt::DashLine);
+    const char* id = ogrPen->Id(unset);
+    if (!unset && id)
+        pen.setStyle(penStyleFromId(id));
+    const char* cap = ogrPen->Cap(unset);
+    if (!unset && cap)
+        pen.setCapStyle(cap[0] == 'b' ? Qt::FlatCap : cap[0] == 'r' ? Qt::RoundCap : Qt::SquareCap);
+    const char* join = ogrPen->Join(unset);
+    if (!unset && join)
+        pen.setJoinStyle(join[0] == 'm' ? Qt::MiterJoin : join[0] == 'r' ? Qt::RoundJoin : Qt::BevelJoin);
+    return pen;
+}
+
+QBrush kstVectorFileImport::styleBrushFromOGR(OGRStyleBrush* ogrBrush)
+{
+    QBrush brush;
+    if (!ogrBrush)
+        return brush;
+    ogrBrush->SetUnit(OGRSTUPixel, 1.0);
+    GBool unset = TRUE;
+    const char* color = ogrBrush->ForeColor(unset);
+    if (!unset && color)
+        brush = QBrush(colorFromOGR(color), Qt::SolidPattern);
+    const char* id = ogrBrush->Id(unset);
+    if (!unset && id)
+        brush.setStyle(brushStyleFromId(id));
+    return brush;
+}
+
+} // namespace Kestrum

@@ -1,0 +1,744 @@
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "VectorPolygon.h"
+#include "kstCodePage.h"
+#include "kstTextCode.h"
+#include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
+#include "kstVectorFileImport.h"
+#include "kstVectorLayer.h"
+#include "kstWebMercatorProjection.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTextCodec>
+#include <QtTest>
+
+#include <gdal_priv.h>
+#include <ogr_featurestyle.h>
+#include <ogrsf_frmts.h>
+
+#include <functional>
+#include <memory>
+
+using namespace Kestrum;
+
+namespace {
+
+struct Closer
+{
+    void operator()(GDALDataset* d) const { GDALClose(d); }
+    void operator()(OGRFeature* f) const { OGRFeature::DestroyFeature(f); }
+    void operator()(OGRCoordinateTransformation* ct) const { OGRCoordinateTransformation::DestroyCT(ct); }
+};
+using DatasetPtr = std::unique_ptr<GDALDataset, Closer>;
+using FeaturePtr = std::unique_ptr<OGRFeature, Closer>;
+
+GDALDataset* openVector(const QString& path)
+{
+    return GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+}
+
+DatasetPtr createVector(const char* driver, const QString& path)
+{
+    return DatasetPtr(GetGDALDriverManager()->GetDriverByName(driver)->Create(path.toUtf8().constData(), 0, 0, 0,
+                                                                             GDT_Unknown, nullptr));
+}
+
+OGRLayer* createLayer(GDALDataset* dataSource, const char* name, const QStringList& fields = {},
+                      const char* option = nullptr, int epsg = 4326)
+{
+    OGRSpatialReference srs;
+    srs.importFromEPSG(epsg);
+    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    CPLStringList options;
+    if (option)
+        options.AddString(option);
+    OGRLayer* layer = dataSource->CreateLayer(name, epsg ? &srs : nullptr, wkbUnknown, options.List());
+    for (const QString& field : fields) {
+        OGRFieldDefn definition(field.toUtf8().constData(), OFTString);
+        layer->CreateField(&definition);
+    }
+    return layer;
+}
+
+// A feature from WKT (no geometry when empty); `fill` sets the rest.
+void addFeature(OGRLayer* layer, const char* wkt, const std::function<void(OGRFeature&)>& fill = {})
+{
+    FeaturePtr feature(OGRFeature::CreateFeature(layer->GetLayerDefn()));
+    OGRGeometry* geometry = nullptr;
+    if (*wkt && OGRGeometryFactory::createFromWkt(wkt, nullptr, &geometry) == OGRERR_NONE)
+        feature->SetGeometryDirectly(geometry);
+    if (fill)
+        fill(*feature);
+    QCOMPARE(layer->CreateFeature(feature.get()), OGRERR_NONE);
+}
+
+QByteArray encoded(const QString& text, const char* codec)
+{
+    return QTextCodec::codecForName(codec)->fromUnicode(text);
+}
+
+// An importer for a view at level 10 with the host's side of an import:
+// layers arrive queued on the GUI thread; every signal is also logged as it
+// is sent, with the thread the importer belonged to at that moment.
+class Import : public kstVectorFileImport
+{
+public:
+    struct Signal
+    {
+        QString name;
+        int progress;
+        QString detail;
+        QThread* thread;
+    };
+
+    // Starts an import and waits for its end.
+    explicit Import(GDALDataset* dataSource, const QList<int>& indices = {0}) : Import()
+    {
+        startImport(dataSource, indices);
+        ok = wait();
+    }
+    Import()
+    {
+        setCurrentMapViewConfig(&m_projection, &m_resolution, 10);
+        connect(this, &kstVectorFileImport::layerImport, &m_host, [this](kstVectorLayer* layer) {
+            layers.append(layer);
+            onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
+        });
+        const auto log = [this](const char* name, int progress = -1, const QString& detail = QString()) {
+            const QMutexLocker lock(&m_mutex);
+            m_log.append({QString::fromLatin1(name), progress, detail, thread()});
+        };
+        const auto direct = Qt::DirectConnection;
+        connect(this, &kstVectorFileImport::importStarted, &m_host, [log] { log("started"); }, direct);
+        connect(this, &kstVectorFileImport::importProgress, &m_host,
+                [log](int p, const QString& d) { log("progress", p, d); }, direct);
+        connect(this, &kstVectorFileImport::layerImport, &m_host, [log] { log("layer"); }, direct);
+        connect(this, &kstVectorFileImport::importStoped, &m_host, [log] { log("stoped"); }, direct);
+        connect(this, &kstVectorFileImport::importFinished, &m_host, [log] { log("finished"); }, direct);
+    }
+    ~Import() override
+    {
+        stopImport();
+        for (kstVectorLayer* layer : qAsConst(layers))
+            kstVectorLayer::destoryLayer(layer);
+    }
+
+    QList<Signal> log() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_log;
+    }
+    void clearLog()
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_log.clear();
+    }
+    QStringList names() const
+    {
+        QStringList names;
+        for (const Signal& s : log())
+            names << s.name;
+        return names;
+    }
+    // Waits for the last signal, then takes the layers queued before it.
+    bool wait()
+    {
+        const auto ended = [this] {
+            const QStringList n = names();
+            return !n.isEmpty() && (n.last() == QLatin1String("finished") || n.last() == QLatin1String("stoped"));
+        };
+        if (!isImporting() && !ended())
+            return false;
+        if (!QTest::qWaitFor(ended, 30000))
+            return false;
+        QCoreApplication::sendPostedEvents(&m_host, QEvent::MetaCall);
+        return QTest::qWaitFor([this] { return !isImporting(); });
+    }
+
+    kstVectorLayer& operator[](int i) const { return *layers.at(i); }
+    QList<kstVectorCollect*> collects(int layer = 0) const { return layers.at(layer)->m_collects.values(); }
+    template <class Shape>
+    Shape* shape(int collect, int i = 0, int layer = 0) const
+    {
+        return static_cast<Shape*>(collects(layer).at(collect)->m_shapes.at(i));
+    }
+
+    QList<kstVectorLayer*> layers;
+    bool onMainThread = true;
+    bool ok = false;
+    unsigned long featureDelayUs = 0;
+
+protected:
+    QMap<QString, QVariant> getFeatureFields(OGRFeatureDefn* definition, OGRFeature* feature) override
+    {
+        QThread::usleep(featureDelayUs); // lets a stop request arrive in the middle of a layer
+        return kstVectorFileImport::getFeatureFields(definition, feature);
+    }
+
+private:
+    kstWebMercatorProjection m_projection;
+    kstTileResulotion m_resolution;
+    QObject m_host;
+    mutable QMutex m_mutex;
+    QList<Signal> m_log;
+};
+
+QVector<QPointF> points(std::initializer_list<QPointF> list)
+{
+    return QVector<QPointF>(list);
+}
+
+} // namespace
+
+class tst_kstVectorFileImport : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void shapefileCharacterSets_data();
+    void shapefileCharacterSets();
+    void codePageSpellings();
+    void mapInfoTablesAreGbk();
+    void projectedLayerComesBackInDegrees();
+    void geometryKinds();
+    void attributeValuesSurviveTheLayersFile();
+    void signalOrderAndThreads();
+    void stopInTheMiddleOfALargeLayer();
+    void badInputNeverCrashes();
+    void penAndBrushReaders();
+    void styleReferencesAndWalkRules();
+    void stylesFromMapInfoAndKml();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void tst_kstVectorFileImport::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    // Style tables used by imports are written to the current folder.
+    QVERIFY(QDir::setCurrent(m_dir.path()));
+    CPLSetErrorHandler(CPLQuietErrorHandler); // GDAL's complaints about the damaged files are expected
+    GDALAllRegister();
+    QImage flag(12, 8, QImage::Format_ARGB32);
+    flag.fill(QColor(200, 30, 30));
+    QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("sym")));
+    QVERIFY(flag.save(m_dir.filePath(QStringLiteral("sym/flag.png"))));
+}
+
+void tst_kstVectorFileImport::shapefileCharacterSets_data()
+{
+    QTest::addColumn<QByteArray>("cpg"); // content of the code-page file, or <none> / <folder>
+    QTest::addColumn<QByteArray>("codec");
+    QTest::addColumn<int>("charSet");
+    QTest::newRow("936") << QByteArray("936") << QByteArray("GBK") << int(kstTextCode::GBK);
+    QTest::newRow("none") << QByteArray("<none>") << QByteArray("GBK") << int(kstTextCode::GBK);
+    QTest::newRow("CP936") << QByteArray("CP936") << QByteArray("GBK") << int(kstTextCode::GBK);
+    QTest::newRow("gbk") << QByteArray(" gbk\r\n") << QByteArray("GBK") << int(kstTextCode::GBK);
+    QTest::newRow("utf-8") << QByteArray("utf-8") << QByteArray("UTF-8") << int(kstTextCode::UTF_8);
+    QTest::newRow("65001") << QByteArray("65001\n") << QByteArray("UTF-8") << int(kstTextCode::UTF_8);
+    QTest::newRow("unreadable") << QByteArray("<folder>") << QByteArray("GBK") << int(kstTextCode::GBK);
+    QTest::newRow("unknown") << QByteArray("Klingon-9") << QByteArray("GBK") << -1;
+}
+
+// The file holds the names as bytes of a code page; the code-page file says which.
+void tst_kstVectorFileImport::shapefileCharacterSets()
+{
+    QFETCH(QByteArray, cpg);
+    QFETCH(QByteArray, codec);
+    QFETCH(int, charSet);
+    const QStringList names = {QStringLiteral("北京市"), QStringLiteral("新疆维吾尔自治区"), QStringLiteral("Macau")};
+    const QString folder = m_dir.filePath(QStringLiteral("cs_") + QTest::currentDataTag());
+    QVERIFY(QDir().mkpath(folder));
+    {
+        DatasetPtr dataSource = createVector("ESRI Shapefile", folder + QStringLiteral("/places.shp"));
+        OGRLayer* layer = createLayer(dataSource.get(), "places", {"NAME"}, "ENCODING="); // bytes go in as given
+        for (const QString& name : names)
+            addFeature(layer, "POINT(116 40)", [&](OGRFeature& f) { f.SetField(0, encoded(name, codec).constData()); });
+    }
+    QFile::remove(folder + QStringLiteral("/places.cpg"));
+    QFile file(folder + QStringLiteral("/places.cpg"));
+    if (cpg == "<folder>")
+        QVERIFY(QDir().mkpath(file.fileName()));
+    else if (cpg != "<none>")
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(cpg) == cpg.size());
+    file.close();
+
+    for (int i = 0; charSet < 0 && i < names.size(); ++i)
+        QTest::ignoreMessage(QtDebugMsg, "encode invalid CharSet");
+    const Import imported(openVector(folder + QStringLiteral("/places.shp")));
+    QVERIFY(imported.ok);
+    QCOMPARE(imported[0].m_charSet, charSet);
+    QCOMPARE(imported[0].m_labelField, QStringLiteral("NAME"));
+    QCOMPARE(imported[0].m_labelMode, 2);
+    for (int i = 0; i < names.size(); ++i) {
+        // The attribute map keeps the file's bytes whatever GDAL made of them.
+        QCOMPARE(imported.collects().at(i)->m_fields.value(QStringLiteral("NAME")).toByteArray(), encoded(names[i], codec));
+        QCOMPARE(imported.collects().at(i)->m_text, charSet < 0 ? QString() : names[i]);
+    }
+}
+
+void tst_kstVectorFileImport::codePageSpellings()
+{
+    const std::pair<const char*, int> spellings[] = {
+        {"windows-1252", kstTextCode::ISO_8859_1}, {"CP1251", kstTextCode::ASCII}, // as the library reads "1251"
+        {"iso8859_5", kstTextCode::ISO_8859_5},    {"Latin9", kstTextCode::ISO_8859_15},
+        {"big5", kstTextCode::BIG5},               {"\xef\xbb\xbfUTF8", kstTextCode::UTF_8},
+        {"ms932", kstTextCode::SHIFT_JIS},         {"28597", kstTextCode::ISO_8859_7},
+        {"System", -1},                            {"", -1},
+    };
+    for (const auto& spelling : spellings)
+        QCOMPARE(int(kstCodePage::charSet(QString::fromUtf8(spelling.first))), spelling.second);
+}
+
+// A table declared Simplified Chinese (GDAL hands its text over as UTF-8)
+// and one without a declared charset (bytes as stored) are both GBK.
+void tst_kstVectorFileImport::mapInfoTablesAreGbk()
+{
+    const QString name = QStringLiteral("澳门特别行政区");
+    for (const bool declared : {true, false}) {
+        const QString tab = m_dir.filePath(declared ? QStringLiteral("declared.tab") : QStringLiteral("neutral.tab"));
+        {
+            DatasetPtr dataSource = createVector("MapInfo File", tab);
+            OGRLayer* layer = createLayer(dataSource.get(), "t", {"Name"}, declared ? "ENCODING=CP936" : nullptr);
+            const QByteArray bytes = declared ? name.toUtf8() : encoded(name, "GBK");
+            addFeature(layer, "POINT(113.5 22.2)", [&](OGRFeature& f) { f.SetField(0, bytes.constData()); });
+        }
+        const Import imported(openVector(tab));
+        QVERIFY(imported.ok);
+        QCOMPARE(imported[0].m_charSet, int(kstTextCode::GBK));
+        QCOMPARE(imported.collects().at(0)->m_fields.value(QStringLiteral("Name")).toByteArray(), encoded(name, "GBK"));
+        QCOMPARE(imported.collects().at(0)->m_text, name);
+    }
+}
+
+void tst_kstVectorFileImport::projectedLayerComesBackInDegrees()
+{
+    const QString source = QStringLiteral(KST_SAMPLE_DATA_DIR "/world-countries.geojson");
+    const QString projected = m_dir.filePath(QStringLiteral("world_3857.gpkg"));
+    QVector<QPointF> expected; // every ring point but the closing repeat, in file order
+    {
+        DatasetPtr in(openVector(source));
+        DatasetPtr out = createVector("GPKG", projected);
+        OGRLayer* layer = createLayer(out.get(), "world", {}, nullptr, 3857);
+        std::unique_ptr<OGRCoordinateTransformation, Closer> ct(
+            OGRCreateCoordinateTransformation(in->GetLayer(0)->GetSpatialRef(), layer->GetSpatialRef()));
+        QVERIFY(ct);
+        while (FeaturePtr feature = FeaturePtr(in->GetLayer(0)->GetNextFeature())) {
+            OGRGeometry* geometry = feature->GetGeometryRef();
+            OGRGeometry* polygons = OGRGeometryFactory::forceToMultiPolygon(geometry->clone());
+            for (const OGRPolygon* polygon : *polygons->toMultiPolygon())
+                for (const OGRLinearRing* ring : *polygon)
+                    for (int i = 0; i + 1 < ring->getNumPoints(); ++i)
+                        expected.append(QPointF(ring->getX(i), ring->getY(i)));
+            OGRGeometryFactory::destroyGeometry(polygons);
+            QCOMPARE(geometry->transform(ct.get()), OGRERR_NONE);
+            addFeature(layer, "", [geometry](OGRFeature& f) { f.SetGeometry(geometry); });
+        }
+    }
+    auto vertices = [](const Import& imported) {
+        QVector<QPointF> all;
+        for (const kstVectorCollect* collect : imported.collects()) {
+            for (kstVectorShape* shape : collect->m_shapes) {
+                const Polygon__ polygon = static_cast<VectorPolygon*>(shape)->geoData();
+                all += polygon.outer;
+                for (const QPolygonF& inner : polygon.inner)
+                    all += inner;
+            }
+        }
+        return all;
+    };
+
+    const Import direct(openVector(source));
+    const Import mercator(openVector(projected));
+    QVERIFY(direct.ok && mercator.ok);
+    QCOMPARE(direct[0].m_charSet, int(kstTextCode::UTF_8));
+    QVERIFY(mercator[0].m_srsWkt.contains(QLatin1String("PROJCS[\"WGS 84 / Pseudo-Mercator\",\n")));
+    // A layer in WGS84 is taken as it is; a projected one comes back in degrees.
+    QCOMPARE(vertices(direct), expected);
+    const QVector<QPointF> back = vertices(mercator);
+    QCOMPARE(back.size(), expected.size());
+    double worst = 0;
+    for (int i = 0; i < back.size(); ++i)
+        worst = qMax(worst, qMax(qAbs(back[i].x() - expected[i].x()), qAbs(back[i].y() - expected[i].y())));
+    QVERIFY2(worst < 1e-7, qPrintable(QString::number(worst)));
+}
+
+void tst_kstVectorFileImport::geometryKinds()
+{
+    const QString path = m_dir.filePath(QStringLiteral("kinds.gpkg"));
+    {
+        DatasetPtr dataSource = createVector("GPKG", path);
+        OGRLayer* layer = createLayer(dataSource.get(), "kinds", {"Name"});
+        const char* wkts[] = {
+            "MULTIPOLYGON(((0 0,10 0,10 10,0 10,0 0),(2 2,4 2,4 4,2 4,2 2),(6 6,7 7)),((20 0,30 0,30 10,20 0)))",
+            "GEOMETRYCOLLECTION(POINT(1 2),LINESTRING(0 0,1 1,2 0),GEOMETRYCOLLECTION(POLYGON((0 0,1 0,1 1,0 0))))",
+            "", // no geometry
+            "LINESTRING Z (0 0 5,1 1 6)",
+            "MULTIPOINT(1 1,2 2,3 3)",
+            "MULTILINESTRING((5 5),(0 0,1 1))",
+            "POLYGON((0 0,1 0,1 1))",      // closed on reading
+            "POLYGON((0 0,1 1,0 0))",      // encloses nothing
+            "CIRCULARSTRING(0 0,1 1,2 0)", // curves are not read
+        };
+        for (const char* wkt : wkts) {
+            const QByteArray name = QStringLiteral("要素%1").arg(layer->GetFeatureCount() + 1).toUtf8();
+            addFeature(layer, wkt, [&name](OGRFeature& f) { f.SetField(0, name.constData()); });
+        }
+    }
+    const Import imported(openVector(path));
+    QVERIFY(imported.ok);
+    QCOMPARE(imported[0].m_collects.keys(), (QList<quint64>{1, 2, 4, 5, 6, 7}));
+    for (const kstVectorCollect* collect : imported.collects()) {
+        QCOMPARE(collect->m_layer, &imported[0]);
+        QCOMPARE(collect->m_text, QStringLiteral("要素%1").arg(collect->m_fid));
+        for (int i = 0; i < collect->m_shapes.size(); ++i)
+            QVERIFY(collect->m_shapes[i]->shapeCollect() == collect && collect->m_shapes[i]->shapeCollectIndex() == i);
+    }
+    // One polygon per member; a hole is kept, a two-point inner ring is not.
+    QCOMPARE(imported.collects().at(0)->m_geometryType, int(wkbMultiPolygon));
+    QCOMPARE(imported.collects().at(0)->m_shapes.size(), 2);
+    const Polygon__ holed = imported.shape<VectorPolygon>(0)->geoData();
+    QCOMPARE(QVector<QPointF>(holed.outer), points({{0, 0}, {10, 0}, {10, 10}, {0, 10}}));
+    QCOMPARE(holed.inner, QVector<QPolygonF>{QPolygonF(points({{2, 2}, {4, 2}, {4, 4}, {2, 4}}))});
+    QCOMPARE(imported.shape<VectorPolygon>(0, 1)->geoData().outer.size(), 3);
+    // Collections in member order, nested ones too.
+    QCOMPARE(imported.collects().at(1)->m_shapes.size(), 3);
+    QCOMPARE(imported.shape<VectorPoint>(1, 0)->geoData(), QPointF(1, 2));
+    QCOMPARE(imported.shape<VectorLine>(1, 1)->shapeType(), kstVectorShape::Type_Line);
+    QCOMPARE(imported.shape<VectorPolygon>(1, 2)->shapeType(), kstVectorShape::Type_Polygon);
+    QCOMPARE(imported.collects().at(2)->m_geometryType, int(wkbLineString25D));
+    QCOMPARE(imported.shape<VectorLine>(2)->geoData(), points({{0, 0}, {1, 1}}));
+    QCOMPARE(imported.collects().at(3)->m_shapes.size(), 3);
+    QCOMPARE(imported.collects().at(4)->m_shapes.size(), 1);
+    QCOMPARE(QVector<QPointF>(imported.shape<VectorPolygon>(5)->geoData().outer), points({{0, 0}, {1, 0}, {1, 1}}));
+    // The shapes are ready for the view: extent and pixel data are computed.
+    QCOMPARE(imported.shape<VectorPolygon>(0)->ltGcp(), GCP(0, 10));
+    QVERIFY(imported.shape<VectorPolygon>(0)->shapeBoundingRect().width() > 100);
+}
+
+// Values of the field types whose conversion can go wrong; all of them must
+// also survive the layers file.
+void tst_kstVectorFileImport::attributeValuesSurviveTheLayersFile()
+{
+    DatasetPtr dataSource = createVector("Memory", m_dir.filePath(QStringLiteral("fields")));
+    OGRLayer* layer = createLayer(dataSource.get(), "fields");
+    const std::pair<const char*, OGRFieldType> fields[] = {{"s", OFTString},       {"b", OFTBinary},
+                                                           {"utc", OFTDateTime},   {"local", OFTDateTime},
+                                                           {"il", OFTIntegerList}, {"sl", OFTStringList}};
+    for (const auto& field : fields) {
+        OGRFieldDefn definition(field.first, field.second);
+        layer->CreateField(&definition);
+    }
+    addFeature(layer, "POINT(116.4 39.9)", [](OGRFeature& f) {
+        f.SetField("s", "\xb1\xb1\xbe\xa9");
+        f.SetField(1, 3, "\x00\x01\xff");
+        f.SetField("utc", 2024, 3, 1, 8, 0, 5.0f, 100);
+        f.SetField("local", 2024, 3, 1, 8, 0, 5.0f, 1);
+        const int ints[] = {1, -2};
+        f.SetField(4, 2, ints);
+        const char* strings[] = {"a", "\xc4\xe3", nullptr};
+        f.SetField(5, strings);
+    });
+    const Import imported(dataSource.release());
+    QVERIFY(imported.ok);
+    const QMap<QString, QVariant> values = imported.collects().at(0)->m_fields;
+    const QMap<QString, QVariant> expected = {
+        {"s", QByteArray("\xb1\xb1\xbe\xa9")},
+        {"b", QByteArray("\x00\x01\xff", 3)},
+        {"utc", QDateTime(QDate(2024, 3, 1), QTime(8, 0, 5), Qt::UTC)},
+        {"local", QDateTime(QDate(2024, 3, 1), QTime(8, 0, 5), Qt::LocalTime)},
+        {"il", QVariantList{1, -2}},
+        {"sl", QVariantList{QByteArray("a"), QByteArray("\xc4\xe3")}},
+    };
+    QCOMPARE(values, expected);
+    // Equal instants compare equal; the time zone flag must still be kept.
+    QCOMPARE(values.value(QStringLiteral("utc")).toDateTime().timeSpec(), Qt::UTC);
+    QCOMPARE(values.value(QStringLiteral("local")).toDateTime().timeSpec(), Qt::LocalTime);
+
+    const QString file = m_dir.filePath(QStringLiteral("fields.kst"));
+    QVERIFY(kstVectorLayer::saveLayers(imported.layers, file));
+    QList<kstVectorLayer*> loaded;
+    QVERIFY(kstVectorLayer::loadLayers(loaded, file));
+    QCOMPARE(loaded.size(), 1);
+    const QMap<QString, QVariant> reloaded = loaded[0]->m_collects.first()->m_fields;
+    kstVectorLayer::destoryLayer(loaded[0]);
+    QCOMPARE(reloaded, values);
+}
+
+void tst_kstVectorFileImport::signalOrderAndThreads()
+{
+    auto twoLayers = [this](const QString& name) {
+        DatasetPtr dataSource = createVector("Memory", m_dir.filePath(name));
+        for (const char* layerName : {"a", "b"}) {
+            OGRLayer* layer = createLayer(dataSource.get(), layerName);
+            for (int i = 0; i < 4; ++i)
+                addFeature(layer, "POINT(1 2)");
+        }
+        return dataSource.release();
+    };
+    Import run;
+    QThread* const mainThread = qApp->thread();
+    QVERIFY(run.thread() != mainThread);
+    run.startImport(twoLayers(QStringLiteral("first")), {0, 1});
+    QVERIFY(run.wait());
+    const QStringList layer = {"progress", "progress", "progress", "progress", "progress", "layer"};
+    const QStringList order = QStringList{"started"} + layer + layer + QStringList{"progress", "progress", "finished"};
+    QCOMPARE(run.names(), order);
+    const QList<Import::Signal> log = run.log();
+    QList<int> progress;
+    for (const Import::Signal& s : log)
+        if (s.progress >= 0)
+            progress << s.progress;
+    QCOMPARE(progress, (QList<int>{0, 12, 24, 36, 49, 49, 61, 73, 85, 98, 98, 100}));
+    QCOMPARE(log[1].detail, QStringLiteral("开始加载图层：a"));
+    QVERIFY(log[2].detail.startsWith(QStringLiteral("加载矢量图层 \"a\" 要素：")));
+    QCOMPARE(log[13].detail, QStringLiteral("正在关闭矢量文件..."));
+    QCOMPARE(log[14].detail, QStringLiteral("矢量文件加载完成！"));
+    // On the worker until the data source is closed, back on the main thread for the last signals.
+    QVERIFY(log[0].thread != mainThread && log[13].thread == log[0].thread);
+    QVERIFY(log[14].thread == mainThread && log[15].thread == mainThread);
+    QCOMPARE(run.layers.size(), 2);
+    QVERIFY(run.onMainThread);
+    QCOMPARE(run.layers[1]->m_name, QStringLiteral("b"));
+
+    // The same importer takes another data source afterwards.
+    run.clearLog();
+    run.startImport(twoLayers(QStringLiteral("second")), {1});
+    QVERIFY(run.wait());
+    QCOMPARE(run.names().last(), QStringLiteral("finished"));
+    QCOMPARE(run.layers.size(), 3);
+}
+
+void tst_kstVectorFileImport::stopInTheMiddleOfALargeLayer()
+{
+    DatasetPtr dataSource = createVector("Memory", m_dir.filePath(QStringLiteral("large")));
+    OGRLayer* big = createLayer(dataSource.get(), "big");
+    for (int i = 0; i < 3000; ++i)
+        addFeature(big, "POINT(10 20)");
+    addFeature(createLayer(dataSource.get(), "next"), "POINT(0 0)");
+
+    Import run;
+    run.featureDelayUs = 200;
+    run.startImport(dataSource.release(), {0, 1});
+    QVERIFY(QTest::qWaitFor([&run] { return run.log().size() > 10; }, 10000));
+    run.stopImport();
+    // stopImport has waited for the worker: its last signal is out.
+    QVERIFY(!run.isImporting());
+    QCOMPARE(run.names().mid(run.names().size() - 2), (QStringList{"layer", "stoped"}));
+    QCOMPARE(run.log().last().thread, qApp->thread());
+    QVERIFY(run.wait());
+    QCOMPARE(run.layers.size(), 1);
+    const int read = run.layers[0]->m_collects.size();
+    QVERIFY2(read > 0 && read < 3000, qPrintable(QString::number(read)));
+}
+
+void tst_kstVectorFileImport::badInputNeverCrashes()
+{
+    // A shapefile cut short: what can be read is read.
+    const QString shp = m_dir.filePath(QStringLiteral("cut.shp"));
+    {
+        DatasetPtr dataSource = createVector("ESRI Shapefile", shp);
+        OGRLayer* layer = createLayer(dataSource.get(), "cut");
+        for (int i = 0; i < 50; ++i)
+            addFeature(layer, QStringLiteral("POLYGON((%1 0,%1 1,%2 1,%1 0))").arg(i).arg(i + 0.5).toLatin1().constData());
+    }
+    QFile cut(shp);
+    QVERIFY(cut.resize(cut.size() * 6 / 10));
+    {
+        const Import imported(openVector(shp));
+        QVERIFY(imported.ok);
+        QVERIFY(imported[0].m_collects.size() >= 20 && imported[0].m_collects.size() < 50);
+    }
+
+    // A GeoJSON file GDAL cannot open leaves nothing to start.
+    const QString broken = m_dir.filePath(QStringLiteral("broken.geojson"));
+    QFile brokenFile(broken);
+    QVERIFY(brokenFile.open(QIODevice::WriteOnly) && brokenFile.write("{\"type\": \"FeatureCollection\", \"feat") > 0);
+    brokenFile.close();
+    QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::startImport:data source is null!");
+    {
+        const Import imported(openVector(broken));
+        QVERIFY(!imported.ok);
+        QVERIFY(imported.log().isEmpty());
+    }
+
+    // An empty layer is still a layer with its fields; an index without a layer gives none.
+    const QString empty = m_dir.filePath(QStringLiteral("empty.shp"));
+    createLayer(createVector("ESRI Shapefile", empty).get(), "empty", {"name"});
+    QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::doImport:no layer at index 3!");
+    {
+        const Import imported(openVector(empty), {0, 3});
+        QVERIFY(imported.ok);
+        QCOMPARE(imported.names().last(), QStringLiteral("finished"));
+        QCOMPARE(imported.layers.size(), 1);
+        QCOMPARE(imported[0].m_collects.size(), 0);
+        QCOMPARE(imported[0].m_fieldNames, QList<QString>{QStringLiteral("name")});
+    }
+
+    // A reference system that cannot be brought to WGS84: its geometries are left out.
+    DatasetPtr local = createVector("Memory", m_dir.filePath(QStringLiteral("local")));
+    OGRSpatialReference plant;
+    QCOMPARE(plant.importFromWkt("LOCAL_CS[\"plant grid\",UNIT[\"metre\",1]]"), OGRERR_NONE);
+    OGRLayer* layer = local->CreateLayer("local", &plant, wkbPoint, nullptr);
+    addFeature(layer, "POINT(10 20)");
+    QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^OGRCreateCoordinateTransformation failed:"));
+    const Import imported(local.release());
+    QVERIFY(imported.ok);
+    QCOMPARE(imported[0].m_collects.size(), 0);
+}
+
+void tst_kstVectorFileImport::penAndBrushReaders()
+{
+    auto tool = [](const QString& style) {
+        OGRStyleMgr manager;
+        manager.InitStyleString(style.toUtf8().constData());
+        return std::unique_ptr<OGRStyleTool>(manager.GetPart(0));
+    };
+    auto pen = [&tool](const QString& style) {
+        return kstVectorFileImport::stylePenFromOGR(static_cast<OGRStylePen*>(tool(style).get()));
+    };
+    auto brush = [&tool](const QString& style) {
+        return kstVectorFileImport::styleBrushFromOGR(static_cast<OGRStyleBrush*>(tool(style).get()));
+    };
+    QCOMPARE(pen(QStringLiteral("PEN(p:\"4px 2px\",id:\"ogr-pen-5\")")).style(), Qt::DotLine);
+    QCOMPARE(pen(QStringLiteral("PEN(id:\"ogr-pen-10\")")).style(), Qt::NoPen);
+    QCOMPARE(brush(QStringLiteral("BRUSH(id:\"ogr-brush-2\")")), QBrush(Qt::black, Qt::HorPattern));
+    QCOMPARE(brush(QStringLiteral("BRUSH(fc:#ff0000,id:\"mapinfo-brush-1,ogr-brush-1\")")).style(), Qt::NoBrush);
+
+    // What the shapes write comes back as far as the id tables agree.
+    VectorLine line(points({{0, 0}, {1, 1}}), nullptr);
+    line.setLinePen(QPen(QColor(10, 200, 255, 128), 3, Qt::DashDotLine, Qt::RoundCap, Qt::MiterJoin));
+    QCOMPARE(pen(line.styleString(QString(), kstVectorShape::Color_RGBA)),
+             QPen(QBrush(QColor(10, 200, 255, 128)), 3, Qt::DashDotLine, Qt::SquareCap, Qt::BevelJoin));
+    QCOMPARE(pen(line.styleString(QString(), kstVectorShape::Color_RGB)).color(), QColor(10, 200, 255));
+    VectorPolygon polygon(Polygon__{QPolygonF(points({{0, 0}, {1, 0}, {1, 1}})), {}}, nullptr);
+    polygon.setFillBrush(QBrush(QColor(255, 0, 0, 128), Qt::Dense4Pattern));
+    QCOMPARE(brush(polygon.styleString(QString(), kstVectorShape::Color_RGBA)), QBrush(QColor(255, 0, 0, 128)));
+}
+
+// Style-table names, attribute references and the order in which the tools
+// of a style reach each kind of shape.
+void tst_kstVectorFileImport::styleReferencesAndWalkRules()
+{
+    DatasetPtr dataSource = createVector("Memory", m_dir.filePath(QStringLiteral("styled")));
+    OGRStyleTable sourceTable;
+    sourceTable.AddStyle("Line1", "PEN(c:#0000ff)");
+    sourceTable.AddStyle("Line2", "PEN(c:#00ff00,w:4px)");
+    dataSource->SetStyleTable(&sourceTable);
+    OGRLayer* lines = createLayer(dataSource.get(), "lines", {"STYLE"});
+    OGRStyleTable layerTable;
+    layerTable.AddStyle("Line1", "PEN(c:#ff0000,w:2px)");
+    lines->SetStyleTable(&layerTable);
+    for (const char* style : {"@Line1", "@Line2", "@Missing", "{STYLE}", "PEN(c:#ff0000);PEN(c:#0000ff)"}) {
+        addFeature(lines, "LINESTRING(0 0,1 1)", [style](OGRFeature& f) {
+            f.SetStyleString(style);
+            f.SetField(0, "PEN(c:#ff0000,w:3px)");
+        });
+    }
+    addFeature(createLayer(dataSource.get(), "polygons"), "POLYGON((0 0,1 0,1 1,0 0))", [](OGRFeature& f) {
+        f.SetStyleString("BRUSH(fc:#ff0000);PEN(c:#000000,w:2px);BRUSH(fc:#00ff00,id:\"ogr-brush-4\")");
+    });
+    OGRLayer* pointLayer = createLayer(dataSource.get(), "points");
+    for (const char* style : {"BRUSH(fc:#ff0000);PEN(c:#00ff00,w:7px);SYMBOL(id:\"sym/flag.png\")",
+                              "SYMBOL(id:\"sym/missing.png\");PEN(c:#00ff00,w:7px)",
+                              "SYMBOL(id:\"sym/flag.png\",dx:5px,dy:3px)", "SYMBOL(id:\"sym/flag.png\")"})
+        addFeature(pointLayer, "POINT(1 1)", [style](OGRFeature& f) { f.SetStyleString(style); });
+
+    // The data source's table is written to the current folder when it is used.
+    QFile::remove(QStringLiteral("style_table.txt"));
+    const Import imported(dataSource.release(), {0, 1, 2});
+    QVERIFY(imported.ok);
+    QFile saved(QStringLiteral("style_table.txt"));
+    QVERIFY(saved.open(QIODevice::ReadOnly) && saved.readAll().contains("PEN(c:#00ff00,w:4px)"));
+
+    const QPen plainLine = VectorLine(points({{0, 0}, {1, 1}}), nullptr).linePen();
+    QCOMPARE(imported.shape<VectorLine>(0)->linePen(), QPen(Qt::red, 2)); // the layer's table first
+    QCOMPARE(imported.shape<VectorLine>(1)->linePen(), QPen(Qt::green, 4));
+    QCOMPARE(imported.shape<VectorLine>(2)->linePen(), plainLine);
+    QCOMPARE(imported.shape<VectorLine>(3)->linePen(), QPen(Qt::red, 3));
+    QCOMPARE(imported.shape<VectorLine>(4)->linePen().color(), QColor(Qt::blue));
+    const VectorPolygon* polygon = imported.shape<VectorPolygon>(0, 0, 1);
+    QCOMPARE(polygon->fillBrush(), QBrush(Qt::green, Qt::FDiagPattern));
+    QCOMPARE(polygon->borderPen(), QPen(Qt::black, 2));
+
+    // A point takes the first symbol or pen and nothing after it.
+    const VectorPoint plain(QPointF(0, 0), nullptr);
+    const VectorPoint* figure = imported.shape<VectorPoint>(0, 0, 2);
+    QCOMPARE(figure->pointType(), 0);
+    QCOMPARE(figure->pointBorderPen(), QPen(Qt::green, 1));
+    QCOMPARE(figure->pointFillBrush(), QBrush(Qt::green));
+    QCOMPARE(figure->pointSize(), 7);
+    const VectorPoint* missing = imported.shape<VectorPoint>(1, 0, 2);
+    QVERIFY(missing->pointSize() == plain.pointSize() && missing->pointBorderPen() == plain.pointBorderPen());
+    QCOMPARE(imported.shape<VectorPoint>(2, 0, 2)->pointType(), 1);
+    QCOMPARE(imported.shape<VectorPoint>(2, 0, 2)->markerIcon().size(), QSize(12, 8));
+    QCOMPARE(imported.shape<VectorPoint>(2, 0, 2)->markerAnchor(), QPoint(5, 3));
+    QCOMPARE(imported.shape<VectorPoint>(3, 0, 2)->markerAnchor(), QPoint(6, 4));
+}
+
+// Styles written with GDAL's style API into real formats.
+void tst_kstVectorFileImport::stylesFromMapInfoAndKml()
+{
+    OGRStylePen pen;
+    pen.SetUnit(OGRSTUPixel);
+    pen.SetColor("#ff0000");
+    pen.SetWidth(3);
+    OGRStyleBrush brush;
+    brush.SetForeColor("#00ff0080");
+    brush.SetId("ogr-brush-2");
+    OGRStyleSymbol symbol;
+    symbol.SetUnit(OGRSTUPixel);
+    symbol.SetId("sym/flag.png");
+    symbol.SetSpacingX(5);
+    symbol.SetSpacingY(3);
+    const auto styleOf = [](std::initializer_list<OGRStyleTool*> tools) {
+        OGRStyleMgr manager;
+        for (OGRStyleTool* tool : tools)
+            manager.AddPart(tool);
+        return QByteArray(manager.GetStyleString());
+    };
+    const QByteArray lineStyle = styleOf({&pen}), polygonStyle = styleOf({&brush, &pen}), pointStyle = styleOf({&symbol});
+
+    for (const char* driver : {"MapInfo File", "LIBKML"}) {
+        const bool isKml = QByteArray(driver) == "LIBKML";
+        const QString path = m_dir.filePath(isKml ? QStringLiteral("styled.kml") : QStringLiteral("styled.tab"));
+        {
+            DatasetPtr dataSource = createVector(driver, path);
+            OGRStyleTable table;
+            table.AddStyle("Red", lineStyle.constData());
+            dataSource->SetStyleTable(&table);
+            OGRLayer* layer = createLayer(dataSource.get(), "styled", {"name"});
+            for (const QByteArray& style : {lineStyle, polygonStyle, pointStyle, QByteArray("@Red")}) {
+                const char* wkt = style == polygonStyle ? "POLYGON((0 0,1 0,1 1,0 0))"
+                                  : style.startsWith("PEN") || style == "@Red" ? "LINESTRING(0 0,1 1)" : "POINT(1 1)";
+                addFeature(layer, wkt, [&style](OGRFeature& f) { f.SetStyleString(style.constData()); });
+            }
+        }
+        const Import imported(openVector(path));
+        QVERIFY(imported.ok);
+        QCOMPARE(imported.collects().size(), 4);
+        QCOMPARE(imported.shape<VectorLine>(0)->linePen().color(), QColor(Qt::red));
+        QCOMPARE(imported.shape<VectorLine>(0)->linePen().width(), 3);
+        const VectorPolygon* polygon = imported.shape<VectorPolygon>(1);
+        QCOMPARE(polygon->borderPen().color(), QColor(Qt::red));
+        const VectorPoint plain(QPointF(0, 0), nullptr);
+        if (!isKml) {
+            // MapInfo keeps hatches but no alpha; its symbols are glyphs, not pictures.
+            QCOMPARE(polygon->fillBrush(), QBrush(Qt::green, Qt::HorPattern));
+            QCOMPARE(imported.shape<VectorPoint>(2)->pointType(), plain.pointType());
+            continue;
+        }
+        // KML keeps alpha but no hatches, named styles and symbol pictures
+        // (their offsets stored in other units).
+        QCOMPARE(polygon->fillBrush(), QBrush(QColor(0, 255, 0, 128)));
+        QCOMPARE(imported.shape<VectorPoint>(2)->markerAnchor(), QPoint(5, 3));
+        QCOMPARE(imported.shape<VectorLine>(3)->linePen(), QPen(Qt::red, 3));
+    }
+}
+
+QTEST_MAIN(tst_kstVectorFileImport)
+#include "tst_kstVectorFileImport.moc"
