@@ -1,5 +1,12 @@
 #include "kstCodePage.h"
 
+#include <QTextCodec>
+
+#include <ogrsf_frmts.h>
+
+#include <algorithm>
+#include <memory>
+
 #include <QHash>
 
 namespace Kestrum {
@@ -132,6 +139,41 @@ kstTextCode::CharSet kstCodePage::charSet(const QString& text)
     if (cs != kNone)
         return cs;
     return codePageNumbers().value(codePage, kNone);
+}
+
+} // namespace Kestrum
+
+namespace Kestrum {
+
+namespace {
+constexpr int kFeaturesToSample = 200;
+} // namespace
+
+bool kstCodePage::holdsUtf8Text(OGRLayer* layer)
+{
+    if (!layer)
+        return false;
+    QTextCodec* utf8 = QTextCodec::codecForName("UTF-8");
+    bool nonAscii = false;
+    bool valid = true;
+    layer->ResetReading();
+    for (int n = 0; n < kFeaturesToSample && valid; ++n) {
+        std::unique_ptr<OGRFeature, decltype(&OGRFeature::DestroyFeature)> feature(layer->GetNextFeature(),
+                                                                                   &OGRFeature::DestroyFeature);
+        if (!feature)
+            break;
+        for (int i = 0; i < feature->GetFieldCount() && valid; ++i) {
+            if (feature->GetFieldDefnRef(i)->GetType() != OFTString || !feature->IsFieldSetAndNotNull(i))
+                continue;
+            const QByteArray text(feature->GetFieldAsString(i));
+            QTextCodec::ConverterState state;
+            utf8->toUnicode(text.constData(), text.size(), &state);
+            valid = state.invalidChars == 0 && state.remainingChars == 0;
+            nonAscii = nonAscii || std::any_of(text.cbegin(), text.cend(), [](char c) { return c & 0x80; });
+        }
+    }
+    layer->ResetReading();
+    return valid && nonAscii;
 }
 
 } // namespace Kestrum

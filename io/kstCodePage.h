@@ -5,6 +5,8 @@
 
 #include <QString>
 
+class OGRLayer;
+
 namespace Kestrum {
 
 // Recognises the code-page texts that GIS tools write into a shapefile's .cpg
@@ -24,6 +26,12 @@ public:
     // The character set the text names; static_cast<CharSet>(-1) when it names
     // none the library can convert.
     static kstTextCode::CharSet charSet(const QString& text);
+
+    // True when the layer's text attributes hold non-ASCII text and all of it
+    // is well-formed UTF-8. Multi-byte GBK text is almost never valid UTF-8,
+    // so this tells the two apart in files that do not say which they hold.
+    // Looks at the first features only and rewinds the layer.
+    static bool holdsUtf8Text(OGRLayer* layer);
 };
 
 } // namespace Kestrum

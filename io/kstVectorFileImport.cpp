@@ -415,8 +415,14 @@ kstTextCode::CharSet kstVectorFileImport::layerChartSet(OGRLayer* ogrLayer)
         // Other tools spell the same code pages in their own ways.
         return charSet != kNoCharSet ? charSet : kstCodePage::charSet(content);
     }
-    if (driver && EQUAL(driver, "Mapinfo File"))
+    if (driver && EQUAL(driver, "Mapinfo File")) {
+        // Tables without a declared charset are GBK by convention, but tools
+        // that write UTF-8 often leave the charset "Neutral"; such text is
+        // recognised by being well-formed UTF-8.
+        if (!ogrLayer->TestCapability(OLCStringsAsUTF8) && kstCodePage::holdsUtf8Text(ogrLayer))
+            return kstTextCode::UTF_8;
         return kstTextCode::GBK;
+    }
     return kstTextCode::UTF_8;
 }
 

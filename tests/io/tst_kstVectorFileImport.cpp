@@ -295,22 +295,26 @@ void tst_kstVectorFileImport::codePageSpellings()
 }
 
 // A table declared Simplified Chinese (GDAL hands its text over as UTF-8)
-// and one without a declared charset (bytes as stored) are both GBK.
+// and one without a declared charset holding GBK bytes are both GBK; a table
+// without a declared charset whose text is UTF-8 (as GDAL itself writes
+// them) is read as UTF-8.
 void tst_kstVectorFileImport::mapInfoTablesAreGbk()
 {
     const QString name = QStringLiteral("澳门特别行政区");
-    for (const bool declared : {true, false}) {
-        const QString tab = m_dir.filePath(declared ? QStringLiteral("declared.tab") : QStringLiteral("neutral.tab"));
+    struct Case { const char* file; const char* options; QByteArray bytes; kstTextCode::CharSet charSet; };
+    const QList<Case> cases{{"declared.tab", "ENCODING=CP936", name.toUtf8(), kstTextCode::GBK},
+                            {"neutral.tab", nullptr, encoded(name, "GBK"), kstTextCode::GBK},
+                            {"neutral_utf8.tab", nullptr, name.toUtf8(), kstTextCode::UTF_8}};
+    for (const Case& c : cases) {
+        const QString tab = m_dir.filePath(QString::fromLatin1(c.file));
         {
             DatasetPtr dataSource = createVector("MapInfo File", tab);
-            OGRLayer* layer = createLayer(dataSource.get(), "t", {"Name"}, declared ? "ENCODING=CP936" : nullptr);
-            const QByteArray bytes = declared ? name.toUtf8() : encoded(name, "GBK");
-            addFeature(layer, "POINT(113.5 22.2)", [&](OGRFeature& f) { f.SetField(0, bytes.constData()); });
+            OGRLayer* layer = createLayer(dataSource.get(), "t", {"Name"}, c.options);
+            addFeature(layer, "POINT(113.5 22.2)", [&](OGRFeature& f) { f.SetField(0, c.bytes.constData()); });
         }
         const Import imported(openVector(tab));
         QVERIFY(imported.ok);
-        QCOMPARE(imported[0].m_charSet, int(kstTextCode::GBK));
-        QCOMPARE(imported.collects().at(0)->m_fields.value(QStringLiteral("Name")).toByteArray(), encoded(name, "GBK"));
+        QCOMPARE(imported[0].m_charSet, int(c.charSet));
         QCOMPARE(imported.collects().at(0)->m_text, name);
     }
 }
