@@ -1,0 +1,247 @@
+// Import time of a large shapefile through kstVectorFileImport against
+// ogr2ogr converting the same file to a GeoPackage, measured in one run.
+//
+// 100 000 polygons of 10 distinct vertices each (11 with the closing point)
+// in EPSG:4326, each with a name, an integer code and a real value. Both
+// figures are wall time of a single run: the importer's from startImport to
+// importFinished (the event loop included), ogr2ogr's from process start to
+// exit.
+#include "VectorPolygon.h"
+#include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
+#include "kstVectorFileImport.h"
+#include "kstVectorLayer.h"
+#include "kstWebMercatorProjection.h"
+
+#include <gdal_priv.h>
+#include <ogr_spatialref.h>
+#include <ogrsf_frmts.h>
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+using namespace Kestrum;
+
+namespace {
+
+constexpr int kFeatures = 100000;
+constexpr int kVertices = 10;
+constexpr int kViewLevel = 12;
+// Longest the import may take before the run is declared failed.
+constexpr int kTimeoutMs = 30 * 60 * 1000;
+
+struct DatasetCloser
+{
+    void operator()(GDALDataset* dataset) const { GDALClose(GDALDataset::ToHandle(dataset)); }
+};
+using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
+using FeaturePtr = std::unique_ptr<OGRFeature, decltype(&OGRFeature::DestroyFeature)>;
+
+// Writes the polygons; false (with a message) when GDAL refuses.
+bool writeShapefile(const QString& file)
+{
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile");
+    if (!driver) {
+        std::fprintf(stderr, "no shapefile driver\n");
+        return false;
+    }
+    DatasetPtr dataset(driver->Create(file.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+    if (!dataset) {
+        std::fprintf(stderr, "cannot create %s: %s\n", qPrintable(file), CPLGetLastErrorMsg());
+        return false;
+    }
+    OGRSpatialReference srs;
+    srs.importFromEPSG(4326);
+    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    const char* const layerOptions[] = {"ENCODING=UTF-8", nullptr};
+    OGRLayer* layer =
+        dataset->CreateLayer("parcels", &srs, wkbPolygon, const_cast<char**>(layerOptions));
+    if (!layer) {
+        std::fprintf(stderr, "cannot create the layer: %s\n", CPLGetLastErrorMsg());
+        return false;
+    }
+    OGRFieldDefn name("name", OFTString);
+    name.SetWidth(32);
+    OGRFieldDefn code("code", OFTInteger);
+    OGRFieldDefn value("value", OFTReal);
+    if (layer->CreateField(&name) != OGRERR_NONE || layer->CreateField(&code) != OGRERR_NONE
+        || layer->CreateField(&value) != OGRERR_NONE) {
+        std::fprintf(stderr, "cannot create the fields: %s\n", CPLGetLastErrorMsg());
+        return false;
+    }
+
+    QRandomGenerator rng(20240611);
+    for (int i = 0; i < kFeatures; ++i) {
+        const double cx = 73.0 + rng.bounded(60.0);
+        const double cy = 18.0 + rng.bounded(35.0);
+        auto ring = std::make_unique<OGRLinearRing>();
+        ring->setNumPoints(kVertices + 1, FALSE);
+        for (int k = 0; k < kVertices; ++k) {
+            // Clockwise, as shapefile outer rings are stored.
+            const double angle = -2.0 * M_PI * k / kVertices;
+            const double radius = 0.01 + rng.bounded(0.005);
+            ring->setPoint(k, cx + radius * std::cos(angle), cy + radius * std::sin(angle));
+        }
+        ring->setPoint(kVertices, ring->getX(0), ring->getY(0));
+        auto polygon = std::make_unique<OGRPolygon>();
+        polygon->addRingDirectly(ring.release());
+
+        FeaturePtr feature(OGRFeature::CreateFeature(layer->GetLayerDefn()), &OGRFeature::DestroyFeature);
+        feature->SetField("name", QStringLiteral("parcel %1").arg(i + 1).toUtf8().constData());
+        feature->SetField("code", i * 7);
+        feature->SetField("value", i * 0.25);
+        feature->SetGeometryDirectly(polygon.release());
+        if (layer->CreateFeature(feature.get()) != OGRERR_NONE) {
+            std::fprintf(stderr, "cannot write feature %d: %s\n", i, CPLGetLastErrorMsg());
+            return false;
+        }
+    }
+    return true;
+}
+
+struct ImportResult
+{
+    bool finished = false;
+    double seconds = -1.0;
+    qint64 layers = 0;
+    qint64 collects = 0;
+    qint64 vertices = 0;
+};
+
+// Imports every layer of the file and destroys what arrived.
+ImportResult importAll(const QString& file)
+{
+    ImportResult result;
+    GDALDataset* dataSource =
+        GDALDataset::FromHandle(GDALOpenEx(file.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+    if (!dataSource) {
+        std::fprintf(stderr, "cannot open %s: %s\n", qPrintable(file), CPLGetLastErrorMsg());
+        return result;
+    }
+    QList<int> indices;
+    for (int i = 0; i < dataSource->GetLayerCount(); ++i)
+        indices.append(i);
+
+    kstWebMercatorProjection projection;
+    kstTileResulotion resolution;
+    kstVectorFileImport importer;
+    importer.setCurrentMapViewConfig(&projection, &resolution, kViewLevel);
+
+    QEventLoop loop;
+    QList<kstVectorLayer*> layers;
+    QObject::connect(&importer, &kstVectorFileImport::layerImport, &loop,
+                     [&layers](kstVectorLayer* layer) { layers.append(layer); });
+    QObject::connect(&importer, &kstVectorFileImport::importFinished, &loop, [&] {
+        result.finished = true;
+        loop.quit();
+    });
+    QObject::connect(&importer, &kstVectorFileImport::importStoped, &loop, &QEventLoop::quit);
+    QTimer::singleShot(kTimeoutMs, &loop, &QEventLoop::quit);
+
+    QElapsedTimer timer;
+    timer.start();
+    importer.startImport(dataSource, indices);
+    loop.exec();
+    result.seconds = timer.nsecsElapsed() * 1e-9;
+    if (importer.isImporting())
+        importer.stopImport();
+
+    result.layers = layers.size();
+    for (kstVectorLayer* layer : qAsConst(layers)) {
+        result.collects += layer->m_collects.size();
+        for (const kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+            for (const kstVectorShape* shape : collect->m_shapes) {
+                if (shape->shapeType() == kstVectorShape::Type_Polygon)
+                    result.vertices += static_cast<const VectorPolygon*>(shape)->geoData().outer.size();
+            }
+        }
+        kstVectorLayer::destoryLayer(layer);
+    }
+    return result;
+}
+
+// Wall time of ogr2ogr converting the file to a GeoPackage; negative on failure.
+double ogr2ogrSeconds(const QString& in, const QString& out)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QElapsedTimer timer;
+    timer.start();
+    process.start(QStringLiteral("ogr2ogr"), {QStringLiteral("-f"), QStringLiteral("GPKG"), out, in});
+    if (!process.waitForStarted(-1)) {
+        std::fprintf(stderr, "cannot start ogr2ogr: %s\n", qPrintable(process.errorString()));
+        return -1.0;
+    }
+    if (!process.waitForFinished(kTimeoutMs)) {
+        std::fprintf(stderr, "ogr2ogr did not finish: %s\n", qPrintable(process.errorString()));
+        process.kill();
+        process.waitForFinished(-1);
+        return -1.0;
+    }
+    const double seconds = timer.nsecsElapsed() * 1e-9;
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
+        std::fprintf(stderr, "ogr2ogr failed with exit code %d\n", process.exitCode());
+        return -1.0;
+    }
+    return seconds;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    GDALAllRegister();
+
+    QTemporaryDir dir;
+    if (!dir.isValid()) {
+        std::fprintf(stderr, "no temporary directory\n");
+        return 1;
+    }
+    const QString shapefile = dir.filePath(QStringLiteral("parcels.shp"));
+    const QString gpkg = dir.filePath(QStringLiteral("out.gpkg"));
+
+    QElapsedTimer generation;
+    generation.start();
+    if (!writeShapefile(shapefile))
+        return 1;
+    std::printf("%d polygons of %d vertices written to %s in %.3f s (%.1f MiB .shp)\n", kFeatures, kVertices,
+                qPrintable(shapefile), generation.nsecsElapsed() * 1e-9,
+                QFileInfo(shapefile).size() / 1048576.0);
+    std::fflush(stdout);
+
+    const ImportResult imported = importAll(shapefile);
+    if (!imported.finished) {
+        std::fprintf(stderr, "the import did not finish (%.3f s)\n", imported.seconds);
+        return 1;
+    }
+    const qint64 expectedVertices = qint64(kFeatures) * kVertices;
+    if (imported.layers != 1 || imported.collects != kFeatures
+        || (imported.vertices != expectedVertices && imported.vertices != expectedVertices + kFeatures)) {
+        std::fprintf(stderr, "imported %lld layers, %lld collects, %lld vertices; expected 1, %d, %lld\n",
+                     imported.layers, imported.collects, imported.vertices, kFeatures, expectedVertices);
+        return 1;
+    }
+
+    const double gdal = ogr2ogrSeconds(shapefile, gpkg);
+    if (gdal < 0)
+        return 1;
+
+    std::printf("kstVectorFileImport %10.3f s   (%lld collects, %lld vertices)\n", imported.seconds,
+                imported.collects, imported.vertices);
+    std::printf("ogr2ogr -f GPKG     %10.3f s   (%.1f MiB .gpkg)\n", gdal, QFileInfo(gpkg).size() / 1048576.0);
+    std::printf("import/ogr2ogr      %10.2f\n", imported.seconds / gdal);
+    return 0;
+}
