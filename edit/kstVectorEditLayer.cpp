@@ -8,6 +8,7 @@
 #include "kstVectorLayer.h"
 #include "kstVectorLayerMemo.h"
 #include "kstVectorShape.h"
+#include "kstVectorStyle.h"
 #include "VectorCircle.h"
 #include "VectorLine.h"
 #include "VectorPoint.h"
@@ -118,6 +119,16 @@ void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correcti
 kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
     : QObject(nullptr)
     , kstElement(parent)
+    , m_vertexClr0(kstVectorStyle::vertexClr0_default)
+    , m_vertexClr1(kstVectorStyle::vertexClr1_default)
+    , m_vertexClr2(kstVectorStyle::vertexClr2_default)
+    , m_newingLinePen(kstVectorStyle::linePen_New_default)
+    // The host's current choice for areas being drawn, not the constants.
+    , m_newingBorderPen(kstVectorStyle::polygonBorderPen_New)
+    , m_newingFillBrush(kstVectorStyle::polygonFillBrush_New)
+    , m_fitLineClr(kstVectorStyle::fitLineClr_default)
+    , m_fitLineSelectedClr(kstVectorStyle::fitLineSelectedClr_default)
+    , m_boxLineClr(kstVectorStyle::boxLineClr_default)
 {
     setFlags(QGraphicsItem::ItemIsSelectable | QGraphicsItem::ItemIsFocusable);
     setCursor(Qt::ArrowCursor);
@@ -139,10 +150,17 @@ void kstVectorEditLayer::setLayerAction(Action action)
     // Selecting and editing go through the shapes' own hover handling; the
     // other modes follow the cursor themselves.
     setAcceptHoverEvents(action != None && action != SelectEdit);
-    if (action == None || (action >= NewPoint && action <= NewPolygon))
+    const bool drawing = action >= NewPoint && action <= NewPolygon;
+    m_newing = drawing ? 1 : 0;
+    m_boxSelecting = action == RectSelect || action == PolygonSelect ? 1 : 0;
+    m_fitting = action == Fit ? 1 : 0;
+    if (action == None || drawing)
         clearSelected();
     emit actionChanged(m_action, action);
     m_action = action;
+    // A half-drawn shape or outline is dropped; fit lines survive.
+    m_newingPoints.clear();
+    m_boxPoints.clear();
     refresh();
 }
 
@@ -647,6 +665,11 @@ void kstVectorEditLayer::onConfigNeedChange(kstProjection*, kstResulotion*, kstC
 
 void kstVectorEditLayer::onConfigChanged(kstProjection*, kstResulotion*, kstCorrection*)
 {
+    // A shape half drawn in the old configuration is dropped; the mode stays.
+    if (!m_newingPoints.isEmpty()) {
+        m_newingPoints.clear();
+        m_newing = 1;
+    }
     if (!isVisible() || !viewReady())
         return;
     updateShapes();

@@ -9,9 +9,15 @@
 #include "VectorShapeLabel.h"
 #include "kstLabelGrid.h"
 
+#include "kstDistanceArea.h"
+
+#include <QBrush>
+#include <QColor>
+#include <QLineF>
 #include <QList>
 #include <QMap>
 #include <QObject>
+#include <QPen>
 #include <QRectF>
 #include <QSize>
 
@@ -205,11 +211,37 @@ private:
     QRectF m_rect;
     QList<kstVectorLayer*> m_layers;
     Action m_action = None;
+    // Handles and the state of the drawing, fit-line and box-selection modes
+    // (0 off, 1 ready, 2 drawing, 3 finished).
+    double m_vertexSize = 8.0;
+    QColor m_vertexClr0;
+    QColor m_vertexClr1;
+    QColor m_vertexClr2;
+    int m_newing = 0;
+    QList<QPointF> m_newingPoints;
+    QPen m_newingLinePen;
+    QPen m_newingBorderPen;
+    QBrush m_newingFillBrush;
+    int m_fitting = 0;
+    QList<QLineF> m_fitLines;
+    int m_selectedFitLine = -1;
+    double m_fitLineWidth = 2.0;
+    double m_fitLineSelectedWidth = 3.0;
+    QColor m_fitLineClr;
+    QColor m_fitLineSelectedClr;
+    int m_boxSelecting = 0;
+    QList<QPointF> m_boxPoints;
+    double m_boxLineWidth = 1.5;
+    QColor m_boxLineClr;
     QList<kstVectorShape*> m_selectedShapes;
     QMap<kstVectorShape*, QList<VectorShapeLabel__*>> m_shapeLabels;
     kstLabelGrid m_labelGrid; // the placed labels, enlarged by the label spacing
     int m_minZLevel = 0;
     int m_selectedZLevel = 1;
+    QPointF m_pressPos;
+    kstDistanceArea m_distanceArea;
+    bool m_adsorbEnabled = false;
+    int m_adsorbTolerance = 8;
 };
 
 } // namespace Kestrum

@@ -170,6 +170,16 @@ void tst_kstVectorEditLayer::zLevelsStackLayersAndSelection()
     }
     QCOMPARE(scene.layer().zValue(), qreal(14));
 
+    // Drawing modes drop the selection and follow the cursor; editing keeps it.
+    kstVectorShape* picked = layers.first()->m_collects.first()->m_shapes.first();
+    scene.layer().setLayerAction(kstVectorEditLayer::SelectEdit);
+    scene.layer().selectShape(picked);
+    QVERIFY(!scene.layer().acceptHoverEvents());
+    scene.layer().setLayerAction(kstVectorEditLayer::RectSelect);
+    QVERIFY(picked->isShapeSelected() && scene.layer().acceptHoverEvents());
+    scene.layer().setLayerAction(kstVectorEditLayer::None);
+    QVERIFY(!picked->isShapeSelected());
+
     QSignalSpy changed(&scene.layer(), &kstVectorEditLayer::actionChanged);
     scene.layer().setLayerAction(kstVectorEditLayer::NewLine);
     scene.layer().setLayerAction(kstVectorEditLayer::NewLine);
