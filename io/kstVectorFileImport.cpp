@@ -428,38 +428,42 @@ kstTextCode::CharSet kstVectorFileImport::layerChartSet(OGRLayer* ogrLayer)
 
 // --- Geometries ----------------------------------------------------------
 
+namespace {
+
+VectorPoint* newShapeFor(const QPointF& data)
+{
+    return new VectorPoint(data, nullptr);
+}
+
+VectorLine* newShapeFor(const QVector<QPointF>& data)
+{
+    return new VectorLine(data, nullptr);
+}
+
+VectorPolygon* newShapeFor(const Polygon__& data)
+{
+    return new VectorPolygon(data, nullptr);
+}
+
+} // namespace
+
 QList<kstVectorShape*> kstVectorFileImport::shapesFromOGR(OGRGeometry* geometry, const char* style)
 {
     QList<kstVectorShape*> shapes;
     if (!geometry)
         return shapes;
-    auto addPoint = [&](OGRPoint* ogrPoint) {
-        QPointF data;
-        if (!shapeDataFromOGR(ogrPoint, data))
+    // One part becomes one shape of the kind its data describe.
+    auto add = [&](auto* part, auto data) {
+        if (!shapeDataFromOGR(part, data))
             return;
-        auto* point = new VectorPoint(data, nullptr);
+        auto* shape = newShapeFor(data);
         if (style)
-            setShapeStyleFromOGR(point, style);
-        shapes.append(point);
+            setShapeStyleFromOGR(shape, style);
+        shapes.append(shape);
     };
-    auto addLine = [&](OGRLineString* ogrLine) {
-        QVector<QPointF> data;
-        if (!shapeDataFromOGR(ogrLine, data))
-            return;
-        auto* line = new VectorLine(data, nullptr);
-        if (style)
-            setShapeStyleFromOGR(line, style);
-        shapes.append(line);
-    };
-    auto addPolygon = [&](OGRPolygon* ogrPolygon) {
-        Polygon__ data;
-        if (!shapeDataFromOGR(ogrPolygon, data))
-            return;
-        auto* polygon = new VectorPolygon(data, nullptr);
-        if (style)
-            setShapeStyleFromOGR(polygon, style);
-        shapes.append(polygon);
-    };
+    auto addPoint = [&](OGRPoint* part) { add(part, QPointF()); };
+    auto addLine = [&](OGRLineString* part) { add(part, QVector<QPointF>()); };
+    auto addPolygon = [&](OGRPolygon* part) { add(part, Polygon__()); };
 
     switch (geometry->getGeometryType()) {
     case wkbPoint:
