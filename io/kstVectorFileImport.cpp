@@ -461,39 +461,23 @@ QList<kstVectorShape*> kstVectorFileImport::shapesFromOGR(OGRGeometry* geometry,
             setShapeStyleFromOGR(shape, style);
         shapes.append(shape);
     };
-    auto addPoint = [&](OGRPoint* part) { add(part, QPointF()); };
-    auto addLine = [&](OGRLineString* part) { add(part, QVector<QPointF>()); };
-    auto addPolygon = [&](OGRPolygon* part) { add(part, Polygon__()); };
 
-    switch (geometry->getGeometryType()) {
+    switch (wkbFlatten(geometry->getGeometryType())) {
     case wkbPoint:
-    case wkbPoint25D:
-        addPoint(geometry->toPoint());
-        break;
-    case wkbMultiPoint:
-    case wkbMultiPoint25D:
-        for (OGRPoint* member : *geometry->toMultiPoint())
-            addPoint(member);
+        add(geometry->toPoint(), QPointF());
         break;
     case wkbLineString:
-    case wkbLineString25D:
-        addLine(geometry->toLineString());
-        break;
-    case wkbMultiLineString:
-    case wkbMultiLineString25D:
-        for (OGRLineString* member : *geometry->toMultiLineString())
-            addLine(member);
+        add(geometry->toLineString(), QVector<QPointF>());
         break;
     case wkbPolygon:
-    case wkbPolygon25D:
-        addPolygon(geometry->toPolygon());
+        add(geometry->toPolygon(), Polygon__());
         break;
+    case wkbMultiPoint:
+    case wkbMultiLineString:
     case wkbMultiPolygon:
-    case wkbMultiPolygon25D:
-        for (OGRPolygon* member : *geometry->toMultiPolygon())
-            addPolygon(member);
-        break;
     case wkbGeometryCollection:
+        // Multi-part geometries and collections, nested ones included, give
+        // one shape per simple part.
         for (OGRGeometry* member : *geometry->toGeometryCollection())
             shapes += shapesFromOGR(member, style);
         break;
