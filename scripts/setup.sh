@@ -43,6 +43,20 @@ kst_build() {
   cmake --build "$build_dir" --parallel "$(nproc)"
 }
 
+# kst_build_sanitized DIR SANITIZERS [TARGET]
+# Builds the project (benchmarks off) with the given -fsanitize= list into DIR,
+# optimised lightly so that the instrumented suite still runs quickly.
+kst_build_sanitized() {
+  local root dir=$1 sanitizers=$2 target=${3:-all} flags
+  root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+  flags="-fsanitize=$sanitizers -fno-omit-frame-pointer -fno-sanitize-recover=all"
+  cmake -S "$root" -B "$dir" -DCMAKE_BUILD_TYPE=Sanitize -DKST_BUILD_BENCH=OFF \
+    -DCMAKE_CXX_FLAGS_SANITIZE="-O1 -g $flags" \
+    -DCMAKE_EXE_LINKER_FLAGS_SANITIZE="-fsanitize=$sanitizers" \
+    -DCMAKE_SHARED_LINKER_FLAGS_SANITIZE="-fsanitize=$sanitizers"
+  cmake --build "$dir" --parallel "$(nproc)" --target "$target"
+}
+
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   kst_install_packages
   kst_build

@@ -254,7 +254,9 @@ void tst_kstVectorEditLayer::visibilityAndSelectionStates()
     kstVectorCollect* collect = layer->m_collects.first();
     kstVectorShape* shape = collect->m_shapes.first();
 
-    QCOMPARE(kstVectorEditLayer::collectVisibleState(kstVectorCollect::newCollect()), Qt::Checked);
+    kstVectorCollect* empty = kstVectorCollect::newCollect();
+    QCOMPARE(kstVectorEditLayer::collectVisibleState(empty), Qt::Checked);
+    kstVectorCollect::deleteCollect(empty);
     QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::Checked);
     edit.selectShape(shape);
     edit.setShapeVisible(shape, false);
