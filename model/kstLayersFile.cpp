@@ -5,7 +5,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
-#include "kstStreamCheck.h"
+#include "kstRecordReader.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
@@ -13,17 +13,17 @@
 #include <QDebug>
 #include <QFile>
 #include <QSaveFile>
+#include <QtEndian>
+
+#include <algorithm>
 
 namespace Kestrum {
 
 namespace {
 
-// Smallest possible records, used to bound counts before allocating.
-constexpr qint64 kMinStringBytes = 4;
-constexpr qint64 kMinLayerBytes = 200;
-constexpr qint64 kMinCollectBytes = 8 + 4 + 4 + 4 + 4;
-constexpr qint64 kMinShapeBytes = 4 + 1; // kind code and the visible flag
-constexpr qint64 kPointBytes = 16;
+// Generic devices are read through growing windows of their bytes, so that
+// a record costs what it holds and never a copy of the rest of the device.
+constexpr qint64 kFirstWindow = 4096;
 
 void prepare(QDataStream& stream)
 {
@@ -32,68 +32,55 @@ void prepare(QDataStream& stream)
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
 }
 
-// Reads a Qt value only after the bytes ahead proved to hold a sound one.
-template <class T>
-void readChecked(QDataStream& in, T& value, kstStreamCheck::Kind kind)
+// Reads one record with `parse`, which returns whether it succeeded and may
+// be called again from the start. From a QBuffer the record is read in
+// place; from other devices through windows of what follows, grown until
+// the record fits or the whole rest is in view.
+template <class Parse>
+bool readRecord(QDataStream& in, kstRecordReader::Context& context, Parse&& parse)
 {
-    if (kstStreamCheck::ahead(in, kind))
-        in >> value;
-}
-
-bool readCount(QDataStream& in, qint32& n, qint64 minElementBytes)
-{
-    in >> n;
-    return kstStreamCheck::fits(in, n, minElementBytes);
-}
-
-void readStrings(QDataStream& in, QList<QString>& list)
-{
-    list.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, kMinStringBytes))
-        return;
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        QString s;
-        in >> s;
-        list.append(s);
+    QIODevice* device = in.device();
+    if (in.status() != QDataStream::Ok || !device)
+        return false;
+    auto* buffer = qobject_cast<QBuffer*>(device);
+    if (buffer && buffer->isReadable()) {
+        const QByteArray& data = buffer->data();
+        const qint64 at = buffer->pos();
+        kstRecordReader reader(data.constData() + at, data.size() - at, context);
+        const bool ok = parse(reader) && reader.ok();
+        buffer->seek(at + reader.pos());
+        if (!ok)
+            in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
+        return ok;
+    }
+    for (qint64 window = kFirstWindow;; window *= 2) {
+        const qint64 available = device->bytesAvailable();
+        const QByteArray bytes = device->peek(std::min(window, available));
+        kstRecordReader reader(bytes.constData(), bytes.size(), context);
+        const bool ok = parse(reader) && reader.ok();
+        if (ok || bytes.size() >= available) {
+            device->skip(reader.pos());
+            if (!ok)
+                in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
+            return ok;
+        }
     }
 }
 
-void readInts(QDataStream& in, QList<int>& list)
+// Writes points in Qt's QVector<QPointF> layout as one block.
+void writePoints(QDataStream& out, const QVector<QPointF>& points)
 {
-    list.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, 4))
+    if (out.floatingPointPrecision() != QDataStream::DoublePrecision) {
+        out << points;
         return;
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        qint32 v = 0;
-        in >> v;
-        list.append(v);
     }
-}
-
-void readPoints(QDataStream& in, QVector<QPointF>& points)
-{
-    points.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, kPointBytes))
-        return;
-    points.reserve(n);
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        QPointF p;
-        in >> p;
-        points.append(p);
-    }
-}
-
-// Every shape record ends with the visible flag; then the extent follows the
-// geometry that was read.
-void finishShape(QDataStream& in, kstVectorShape& shape)
-{
-    bool visible = true;
-    in >> visible;
-    shape.setShapeVisible(visible);
-    shape.updateExtent();
+    QByteArray block(int(points.size() * sizeof(QPointF)), Qt::Uninitialized);
+    if (out.byteOrder() == QDataStream::BigEndian)
+        qToBigEndian<quint64>(points.constData(), 2 * qsizetype(points.size()), block.data());
+    else
+        qToLittleEndian<quint64>(points.constData(), 2 * qsizetype(points.size()), block.data());
+    out << quint32(points.size());
+    out.writeRawData(block.constData(), block.size());
 }
 
 kstVectorShape* newShapeOfKind(qint32 kind)
@@ -121,16 +108,190 @@ QDataStream& writeShape(QDataStream& out, const kstVectorShape& shape)
     }
 }
 
-QDataStream& readShape(QDataStream& in, kstVectorShape& shape)
+// --- Shape records -----------------------------------------------------------
+
+// Every shape record ends with the visible flag; then the extent follows the
+// geometry that was read.
+void finishShape(kstRecordReader& r, kstVectorShape& shape)
+{
+    shape.setShapeVisible(r.boolean());
+    shape.updateExtent();
+}
+
+void readPoint(kstRecordReader& r, VectorPoint& point)
+{
+    const QPointF geo = r.pointF();
+    const qint32 type = r.i32();
+    const qint32 size = r.i32();
+    QPen pen;
+    QBrush brush;
+    QPixmap icon;
+    r.pen(pen);
+    r.brush(brush);
+    const QPoint anchor = r.point();
+    r.pixmap(icon);
+    point.setGeoData(geo);
+    point.setPointType(type);
+    point.setPointStyleDirect(size, pen, brush);
+    point.setMarkerStyleDirect(type, icon, anchor);
+    finishShape(r, point);
+}
+
+void readLine(kstRecordReader& r, VectorLine& line)
+{
+    QVector<QPointF> points;
+    QPen pen;
+    r.points(points);
+    r.pen(pen);
+    line.setGeoData(points);
+    line.setStyleDirect(pen);
+    finishShape(r, line);
+}
+
+// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
+template <class AreaShape, class Geometry>
+void readAreaShape(kstRecordReader& r, AreaShape& shape, const Geometry& geometry)
+{
+    QPen pen;
+    QBrush brush;
+    r.pen(pen);
+    r.brush(brush);
+    shape.setGeoData(geometry);
+    shape.setStyleDirect(pen, brush);
+    finishShape(r, shape);
+}
+
+void readPolygon(kstRecordReader& r, VectorPolygon& polygon)
+{
+    Polygon__ geometry;
+    r.streamed(geometry);
+    readAreaShape(r, polygon, geometry);
+}
+
+void readRect(kstRecordReader& r, VectorRect& rect)
+{
+    QVector<QPointF> corners;
+    r.points(corners);
+    readAreaShape(r, rect, QPolygonF(corners));
+}
+
+void readCircle(kstRecordReader& r, VectorCircle& circle)
+{
+    Circle__ geometry;
+    r.streamed(geometry);
+    readAreaShape(r, circle, geometry);
+}
+
+void readShape(kstRecordReader& r, kstVectorShape& shape)
 {
     switch (shape.shapeType()) {
-    case kstVectorShape::Type_Point: return in >> static_cast<VectorPoint&>(shape);
-    case kstVectorShape::Type_Line: return in >> static_cast<VectorLine&>(shape);
-    case kstVectorShape::Type_Polygon: return in >> static_cast<VectorPolygon&>(shape);
-    case kstVectorShape::Type_Rect: return in >> static_cast<VectorRect&>(shape);
-    case kstVectorShape::Type_Circle: return in >> static_cast<VectorCircle&>(shape);
-    default: return in;
+    case kstVectorShape::Type_Point: return readPoint(r, static_cast<VectorPoint&>(shape));
+    case kstVectorShape::Type_Line: return readLine(r, static_cast<VectorLine&>(shape));
+    case kstVectorShape::Type_Polygon: return readPolygon(r, static_cast<VectorPolygon&>(shape));
+    case kstVectorShape::Type_Rect: return readRect(r, static_cast<VectorRect&>(shape));
+    case kstVectorShape::Type_Circle: return readCircle(r, static_cast<VectorCircle&>(shape));
+    default: return;
     }
+}
+
+// Reads one shape record of the stream into `shape`.
+template <class Shape>
+QDataStream& readShapeRecord(QDataStream& in, Shape& shape)
+{
+    kstRecordReader::Context context(in);
+    readRecord(in, context, [&](kstRecordReader& r) {
+        readShape(r, shape);
+        return r.ok();
+    });
+    return in;
+}
+
+// --- Collect and layer records -----------------------------------------------
+
+bool readCollect(kstRecordReader& r, kstVectorCollect& collect)
+{
+    collect.m_fid = quint64(r.i64());
+    collect.m_text = r.string();
+    collect.m_geometryType = r.i32();
+    r.variantMap(collect.m_fields);
+    const qint32 count = r.i32();
+    for (qint32 i = 0; i < count && r.ok(); ++i) {
+        const qint32 kind = r.i32();
+        kstVectorShape* shape = r.ok() ? newShapeOfKind(kind) : nullptr;
+        if (!shape)
+            continue; // unknown kinds carry no data the reader could skip
+        shape->setShapeCollect(&collect, i);
+        readShape(r, *shape);
+        collect.m_shapes.append(shape);
+    }
+    return r.ok();
+}
+
+// The collect's shapes list is emptied first; shapes of an earlier attempt
+// at the same record are the reader's own and are deleted.
+bool readCollectRecord(QDataStream& in, kstRecordReader::Context& context, kstVectorCollect& collect)
+{
+    bool retry = false;
+    return readRecord(in, context, [&](kstRecordReader& r) {
+        if (retry)
+            qDeleteAll(collect.m_shapes);
+        retry = true;
+        collect.m_shapes.clear();
+        return readCollect(r, collect);
+    });
+}
+
+// Fields 1 to 21 and the collect count.
+bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
+{
+    layer.m_name = r.string();
+    layer.m_srsWkt = r.string();
+    r.strings(layer.m_fieldNames);
+    r.ints(layer.m_fieldTypes);
+    layer.m_pointType = r.i32();
+    layer.m_pointSize = r.i32();
+    r.pen(layer.m_pointBorderPen);
+    r.brush(layer.m_pointFillBrush);
+    layer.m_markerAnchor = r.point();
+    r.pixmap(layer.m_markerIcon);
+    r.pen(layer.m_linePen);
+    r.pen(layer.m_polygonBorderPen);
+    // The point fill brush is stored a second time where a polygon fill
+    // could be; the polygon fill keeps its default.
+    r.brush(layer.m_pointFillBrush);
+    r.font(layer.m_labelFont);
+    r.color(layer.m_labelTextClr);
+    r.color(layer.m_labelOutlineClr);
+    layer.m_antiAliasing = r.boolean();
+    layer.m_showLabels = r.boolean();
+    layer.m_charSet = r.i32();
+    layer.m_labelMode = r.i32();
+    layer.m_labelField = r.string();
+    count = r.i32();
+    return r.ok();
+}
+
+// Reads a layer record. A damaged collect and everything after it are left
+// out; false when the layer's own fields are damaged.
+bool readLayer(QDataStream& in, kstRecordReader::Context& context, kstVectorLayer& layer)
+{
+    qint32 count = 0;
+    const bool fields = readRecord(in, context, [&](kstRecordReader& r) { return readLayerFields(r, layer, count); });
+    layer.m_collects.clear();
+    if (!fields)
+        return false;
+    for (qint32 i = 0; i < count; ++i) {
+        kstVectorCollect* collect = kstVectorCollect::newCollect();
+        collect->m_layer = &layer;
+        if (!readCollectRecord(in, context, *collect)) {
+            kstVectorCollect::destroyCollect(collect);
+            break;
+        }
+        // A later collect with the same fid replaces the earlier one.
+        kstVectorCollect::destroyCollect(layer.m_collects.take(collect->m_fid));
+        layer.m_collects.insert(collect->m_fid, collect);
+    }
+    return true;
 }
 
 struct Header
@@ -144,9 +305,8 @@ struct Header
 
 constexpr qint64 kHeaderBytes = 8 + 4 + 4 + 16 + 16;
 
-// Opens a layers file, reads `bytes` of it (all with -1) into memory, so that
-// every check of the reader is bounded by the file's own size, and checks
-// the magic number.
+// Opens a layers file, reads `bytes` of it (all with -1) into memory, and
+// checks the magic number.
 bool openLayersFile(const QString& file, qint64 bytes, QBuffer& buffer, QDataStream& in, Header& header)
 {
     QFile device(file);
@@ -180,40 +340,18 @@ QDataStream& operator<<(QDataStream& out, const VectorPoint& point)
 
 QDataStream& operator>>(QDataStream& in, VectorPoint& point)
 {
-    QPointF geo;
-    qint32 type = 0, size = 0;
-    QPen pen;
-    QBrush brush;
-    QPoint anchor;
-    QPixmap icon;
-    in >> geo >> type >> size;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    in >> anchor;
-    readChecked(in, icon, kstStreamCheck::Pixmap);
-    point.setGeoData(geo);
-    point.setPointType(type);
-    point.setPointStyleDirect(size, pen, brush);
-    point.setMarkerStyleDirect(type, icon, anchor);
-    finishShape(in, point);
-    return in;
+    return readShapeRecord(in, point);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorLine& line)
 {
-    return out << line.geoData() << line.linePen() << line.isShapeVisible();
+    writePoints(out, line.geoData());
+    return out << line.linePen() << line.isShapeVisible();
 }
 
 QDataStream& operator>>(QDataStream& in, VectorLine& line)
 {
-    QVector<QPointF> points;
-    QPen pen;
-    readPoints(in, points);
-    readChecked(in, pen, kstStreamCheck::Pen);
-    line.setGeoData(points);
-    line.setStyleDirect(pen);
-    finishShape(in, line);
-    return in;
+    return readShapeRecord(in, line);
 }
 
 // Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
@@ -223,19 +361,6 @@ QDataStream& writeAreaShape(QDataStream& out, const AreaShape& shape)
     return out << shape.geoData() << shape.borderPen() << shape.fillBrush() << shape.isShapeVisible();
 }
 
-template <class AreaShape, class Geometry>
-QDataStream& readAreaShape(QDataStream& in, AreaShape& shape, const Geometry& geometry)
-{
-    QPen pen;
-    QBrush brush;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    shape.setGeoData(geometry);
-    shape.setStyleDirect(pen, brush);
-    finishShape(in, shape);
-    return in;
-}
-
 QDataStream& operator<<(QDataStream& out, const VectorPolygon& polygon)
 {
     return writeAreaShape(out, polygon);
@@ -243,21 +368,18 @@ QDataStream& operator<<(QDataStream& out, const VectorPolygon& polygon)
 
 QDataStream& operator>>(QDataStream& in, VectorPolygon& polygon)
 {
-    Polygon__ geometry;
-    in >> geometry;
-    return readAreaShape(in, polygon, geometry);
+    return readShapeRecord(in, polygon);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorRect& rect)
 {
-    return writeAreaShape(out, rect);
+    writePoints(out, rect.geoData());
+    return out << rect.borderPen() << rect.fillBrush() << rect.isShapeVisible();
 }
 
 QDataStream& operator>>(QDataStream& in, VectorRect& rect)
 {
-    QVector<QPointF> corners;
-    readPoints(in, corners);
-    return readAreaShape(in, rect, QPolygonF(corners));
+    return readShapeRecord(in, rect);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorCircle& circle)
@@ -267,9 +389,7 @@ QDataStream& operator<<(QDataStream& out, const VectorCircle& circle)
 
 QDataStream& operator>>(QDataStream& in, VectorCircle& circle)
 {
-    Circle__ geometry;
-    in >> geometry;
-    return readAreaShape(in, circle, geometry);
+    return readShapeRecord(in, circle);
 }
 
 // --- Collects and layers -------------------------------------------------
@@ -285,26 +405,8 @@ QDataStream& operator<<(QDataStream& out, const kstVectorCollect& collect)
 
 QDataStream& operator>>(QDataStream& in, kstVectorCollect& collect)
 {
-    qint64 fid = 0;
-    qint32 type = 0, count = 0;
-    in >> fid >> collect.m_text >> type;
-    collect.m_fid = quint64(fid);
-    collect.m_geometryType = type;
-    collect.m_fields.clear();
-    readChecked(in, collect.m_fields, kstStreamCheck::VariantMap);
-    collect.m_shapes.clear();
-    if (!readCount(in, count, kMinShapeBytes))
-        return in;
-    for (qint32 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
-        qint32 kind = -1;
-        in >> kind;
-        kstVectorShape* shape = newShapeOfKind(kind);
-        if (!shape)
-            continue; // unknown kinds carry no data the reader could skip
-        shape->setShapeCollect(&collect, i);
-        readShape(in, *shape);
-        collect.m_shapes.append(shape);
-    }
+    kstRecordReader::Context context(in);
+    readCollectRecord(in, context, collect);
     return in;
 }
 
@@ -325,36 +427,8 @@ QDataStream& operator<<(QDataStream& out, const kstVectorLayer& layer)
 
 QDataStream& operator>>(QDataStream& in, kstVectorLayer& layer)
 {
-    qint32 pointType = 0, pointSize = 0, charSet = 0, labelMode = 0, count = 0;
-    in >> layer.m_name >> layer.m_srsWkt;
-    readStrings(in, layer.m_fieldNames);
-    readInts(in, layer.m_fieldTypes);
-    in >> pointType >> pointSize;
-    readChecked(in, layer.m_pointBorderPen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_pointFillBrush, kstStreamCheck::Brush);
-    in >> layer.m_markerAnchor;
-    readChecked(in, layer.m_markerIcon, kstStreamCheck::Pixmap);
-    readChecked(in, layer.m_linePen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_polygonBorderPen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_pointFillBrush, kstStreamCheck::Brush);
-    readChecked(in, layer.m_labelFont, kstStreamCheck::Font);
-    in >> layer.m_labelTextClr >> layer.m_labelOutlineClr >> layer.m_antiAliasing
-       >> layer.m_showLabels >> charSet >> labelMode >> layer.m_labelField;
-    layer.m_pointType = pointType;
-    layer.m_pointSize = pointSize;
-    layer.m_charSet = charSet;
-    layer.m_labelMode = labelMode;
-    layer.m_collects.clear();
-    if (!readCount(in, count, kMinCollectBytes))
-        return in;
-    for (qint32 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = &layer;
-        in >> *collect;
-        // A later collect with the same fid replaces the earlier one.
-        kstVectorCollect::destroyCollect(layer.m_collects.take(collect->m_fid));
-        layer.m_collects.insert(collect->m_fid, collect);
-    }
+    kstRecordReader::Context context(in);
+    readLayer(in, context, layer);
     return in;
 }
 
@@ -394,11 +468,14 @@ bool kstVectorLayer::loadLayers(QList<kstVectorLayer*>& layers, const QString& f
     if (!openLayersFile(file, -1, buffer, in, header))
         return false;
     layers.clear();
-    if (!kstStreamCheck::fits(in, header.layerCount, kMinLayerBytes))
-        return true;
+    // Layers and collects before a damaged record are kept.
+    kstRecordReader::Context context(in);
     for (qint32 i = 0; i < header.layerCount && in.status() == QDataStream::Ok; ++i) {
         kstVectorLayer* layer = newLayer();
-        in >> *layer;
+        if (!readLayer(in, context, *layer)) {
+            destoryLayer(layer);
+            break;
+        }
         layers.append(layer);
     }
     return true;
