@@ -46,9 +46,9 @@ bool readRecord(QDataStream& in, kstRecordReader::Context& context, Parse&& pars
     if (buffer && buffer->isReadable()) {
         const QByteArray& data = buffer->data();
         const qint64 at = buffer->pos();
-        kstRecordReader reader(data.constData() + at, data.size() - at, context);
+        kstRecordReader reader(data.constData(), data.size(), at, context);
         const bool ok = parse(reader) && reader.ok();
-        buffer->seek(at + reader.pos());
+        buffer->seek(reader.pos());
         if (!ok)
             in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
         return ok;
@@ -56,7 +56,7 @@ bool readRecord(QDataStream& in, kstRecordReader::Context& context, Parse&& pars
     for (qint64 window = kFirstWindow;; window *= 2) {
         const qint64 available = device->bytesAvailable();
         const QByteArray bytes = device->peek(std::min(window, available));
-        kstRecordReader reader(bytes.constData(), bytes.size(), context);
+        kstRecordReader reader(bytes.constData(), bytes.size(), 0, context);
         const bool ok = parse(reader) && reader.ok();
         if (ok || bytes.size() >= available) {
             device->skip(reader.pos());
@@ -271,6 +271,24 @@ bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
     return r.ok();
 }
 
+// Collects come in ascending fid order, so they mostly go to the end of the
+// map; a later collect with the same fid replaces the earlier one.
+void addCollect(QMap<quint64, kstVectorCollect*>& collects, kstVectorCollect* collect)
+{
+    const quint64 fid = collect->m_fid;
+    if (collects.isEmpty() || (collects.constEnd() - 1).key() < fid) {
+        collects.insert(collects.constEnd(), fid, collect);
+        return;
+    }
+    auto it = collects.find(fid);
+    if (it == collects.end()) {
+        collects.insert(fid, collect);
+        return;
+    }
+    kstVectorCollect::destroyCollect(it.value());
+    it.value() = collect;
+}
+
 // Reads a layer record. A damaged collect and everything after it are left
 // out; false when the layer's own fields are damaged.
 bool readLayer(QDataStream& in, kstRecordReader::Context& context, kstVectorLayer& layer)
@@ -287,9 +305,7 @@ bool readLayer(QDataStream& in, kstRecordReader::Context& context, kstVectorLaye
             kstVectorCollect::destroyCollect(collect);
             break;
         }
-        // A later collect with the same fid replaces the earlier one.
-        kstVectorCollect::destroyCollect(layer.m_collects.take(collect->m_fid));
-        layer.m_collects.insert(collect->m_fid, collect);
+        addCollect(layer.m_collects, collect);
     }
     return true;
 }

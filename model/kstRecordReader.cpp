@@ -4,6 +4,7 @@
 #include <QTextFormat>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cstring>
 #include <type_traits>
 
@@ -12,8 +13,9 @@ namespace Kestrum {
 namespace {
 
 constexpr quint32 kNullLength = 0xFFFFFFFFu;
-// Decoded values kept per kind before the cache starts over.
-constexpr int kMaxCachedValues = 4096;
+// Decoded values of each kind kept for reuse, and map keys by place.
+constexpr int kRecentValues = 8;
+constexpr int kKeySlots = 1024;
 constexpr int kMaxVariantDepth = 16;
 
 static_assert(sizeof(QPointF) == 2 * sizeof(double), "points are read as blocks of doubles");
@@ -90,6 +92,48 @@ void sanitizeVariant(QVariant& value, int depth)
 
 // --- Context ---------------------------------------------------------------
 
+template <class T>
+const T* kstRecordReader::Context::Cache<T>::find(const char* bytes, qint64 size) const
+{
+    for (const Entry& entry : m_entries) {
+        if (entry.bytes.size() == size && std::memcmp(entry.bytes.constData(), bytes, size_t(size)) == 0)
+            return &entry.value;
+    }
+    return nullptr;
+}
+
+template <class T>
+void kstRecordReader::Context::Cache<T>::add(const char* bytes, qint64 size, const T& value)
+{
+    Entry entry{QByteArray(bytes, int(size)), value};
+    if (m_entries.size() < kRecentValues) {
+        m_entries.append(entry);
+        return;
+    }
+    m_entries[m_next] = entry;
+    m_next = (m_next + 1) % kRecentValues;
+}
+
+template <class T>
+const T* kstRecordReader::Context::Cache<T>::findAt(int slot, const char* bytes, qint64 size) const
+{
+    if (slot >= m_entries.size())
+        return nullptr;
+    const Entry& entry = m_entries.at(slot);
+    return entry.bytes.size() == size && std::memcmp(entry.bytes.constData(), bytes, size_t(size)) == 0
+        ? &entry.value : nullptr;
+}
+
+template <class T>
+void kstRecordReader::Context::Cache<T>::setAt(int slot, const char* bytes, qint64 size, const T& value)
+{
+    if (slot >= kKeySlots)
+        return;
+    if (slot >= m_entries.size())
+        m_entries.resize(slot + 1);
+    m_entries[slot] = Entry{QByteArray(bytes, int(size)), value};
+}
+
 kstRecordReader::Context::Context(const QDataStream& settings)
     : m_byteOrder(settings.byteOrder())
     , m_version(settings.version())
@@ -101,24 +145,14 @@ kstRecordReader::Context::~Context() = default;
 
 // --- Reader ----------------------------------------------------------------
 
-kstRecordReader::kstRecordReader(const char* data, qint64 size, Context& context)
+kstRecordReader::kstRecordReader(const char* data, qint64 size, qint64 start, Context& context)
     : m_begin(data)
-    , m_p(data)
+    , m_p(data + start)
     , m_end(data + size)
     , m_context(context)
     , m_bigEndian(context.m_byteOrder == QDataStream::BigEndian)
     , m_doubleBytes(context.m_precision == QDataStream::DoublePrecision ? 8 : 4)
 {
-}
-
-kstRecordReader::~kstRecordReader()
-{
-    // The context's stream must not outlive the bytes it reads.
-    if (m_context.m_owner == this) {
-        m_context.m_buffer->close();
-        m_context.m_block.clear();
-        m_context.m_owner = nullptr;
-    }
 }
 
 void kstRecordReader::fail(QDataStream::Status status)
@@ -211,8 +245,9 @@ QString kstRecordReader::string()
     return s;
 }
 
-// Attribute names repeat in every collect: equal bytes give a shared string.
-QString kstRecordReader::keyString()
+// Attribute names repeat in every collect, mostly in the same places: equal
+// bytes give a shared string.
+QString kstRecordReader::keyString(int index)
 {
     if (!ok() || m_end - m_p < 4)
         return string();
@@ -220,18 +255,14 @@ QString kstRecordReader::keyString()
     const qint64 total = 4 + (bytes == kNullLength ? 0 : qint64(bytes));
     if (total > m_end - m_p)
         return string();
-    const auto hit = m_context.m_keys.constFind(QByteArray::fromRawData(m_p, int(total)));
-    if (hit != m_context.m_keys.constEnd()) {
+    if (const QString* hit = m_context.m_keys.findAt(index, m_p, total)) {
         m_p += total;
-        return hit.value();
+        return *hit;
     }
     const char* start = m_p;
     const QString key = string();
-    if (ok()) {
-        if (m_context.m_keys.size() >= kMaxCachedValues)
-            m_context.m_keys.clear();
-        m_context.m_keys.insert(QByteArray(start, int(total)), key);
-    }
+    if (ok())
+        m_context.m_keys.setAt(index, start, total, key);
     return key;
 }
 
@@ -314,7 +345,7 @@ void kstRecordReader::variantMap(QMap<QString, QVariant>& map)
     map.clear();
     const quint32 n = quint32(i32());
     for (quint32 i = 0; i < n && ok(); ++i) {
-        const QString key = keyString();
+        const QString key = keyString(int(std::min<quint32>(i, kKeySlots)));
         QVariant value;
         variant(value);
         if (!ok())
@@ -373,9 +404,8 @@ void kstRecordReader::checked(T& value, Context::Cache<T>& cache, kstStreamCheck
         fail(check.isShort() ? QDataStream::ReadPastEnd : QDataStream::ReadCorruptData);
         return;
     }
-    const auto hit = cache.constFind(QByteArray::fromRawData(m_p, int(n)));
-    if (hit != cache.constEnd()) {
-        value = hit.value();
+    if (const T* hit = cache.find(m_p, n)) {
+        value = *hit;
         m_p += n;
         return;
     }
@@ -390,9 +420,7 @@ void kstRecordReader::checked(T& value, Context::Cache<T>& cache, kstStreamCheck
         if (check.hasEasingCurve())
             sanitizeVariant(value, 0);
     }
-    if (cache.size() >= kMaxCachedValues)
-        cache.clear();
-    cache.insert(QByteArray(m_p, int(n)), value);
+    cache.add(m_p, n, value);
     m_p += n;
 }
 
@@ -405,7 +433,8 @@ QDataStream* kstRecordReader::streamAt()
         c.m_buffer = std::make_unique<QBuffer>();
         c.m_stream = std::make_unique<QDataStream>();
     }
-    if (c.m_owner != this) {
+    // The block stays the same from record to record of one buffer.
+    if (c.m_block.constData() != m_begin || c.m_block.size() != m_end - m_begin || !c.m_buffer->isOpen()) {
         c.m_buffer->close();
         c.m_block = QByteArray::fromRawData(m_begin, int(m_end - m_begin));
         c.m_buffer->setBuffer(&c.m_block);
@@ -414,7 +443,6 @@ QDataStream* kstRecordReader::streamAt()
         c.m_stream->setByteOrder(c.m_byteOrder);
         c.m_stream->setVersion(c.m_version);
         c.m_stream->setFloatingPointPrecision(c.m_precision);
-        c.m_owner = this;
     }
     c.m_stream->resetStatus();
     c.m_buffer->seek(pos());

@@ -6,7 +6,6 @@
 #include <QBuffer>
 #include <QDataStream>
 #include <QFont>
-#include <QHash>
 #include <QMap>
 #include <QPen>
 #include <QPixmap>
@@ -41,8 +40,28 @@ public:
 
     private:
         friend class kstRecordReader;
+
+        // Values decoded last, with the bytes they came from.
         template <class T>
-        using Cache = QHash<QByteArray, T>;
+        class Cache
+        {
+        public:
+            const T* find(const char* bytes, qint64 size) const;
+            void add(const char* bytes, qint64 size, const T& value);
+            // The slot of a given place (the n-th key of a map) instead of the
+            // most recent ones.
+            const T* findAt(int slot, const char* bytes, qint64 size) const;
+            void setAt(int slot, const char* bytes, qint64 size, const T& value);
+
+        private:
+            struct Entry
+            {
+                QByteArray bytes;
+                T value;
+            };
+            QVector<Entry> m_entries;
+            int m_next = 0;
+        };
 
         QDataStream::ByteOrder m_byteOrder;
         int m_version;
@@ -50,7 +69,6 @@ public:
         std::unique_ptr<QBuffer> m_buffer;
         std::unique_ptr<QDataStream> m_stream;
         QByteArray m_block;
-        const kstRecordReader* m_owner = nullptr;
         Cache<QPen> m_pens;
         Cache<QBrush> m_brushes;
         Cache<QPixmap> m_pixmaps;
@@ -59,14 +77,14 @@ public:
         Cache<QString> m_keys;
     };
 
-    kstRecordReader(const char* data, qint64 size, Context& context);
-    ~kstRecordReader();
+    // Reads the block of `size` bytes at `data`, starting `start` bytes in.
+    kstRecordReader(const char* data, qint64 size, qint64 start, Context& context);
     kstRecordReader(const kstRecordReader&) = delete;
     kstRecordReader& operator=(const kstRecordReader&) = delete;
 
     bool ok() const { return m_status == QDataStream::Ok; }
     QDataStream::Status status() const { return m_status; }
-    // Bytes read so far.
+    // Position in the block.
     qint64 pos() const { return m_p - m_begin; }
 
     qint32 i32();
@@ -103,7 +121,7 @@ public:
 private:
     const char* take(qint64 n);
     void fail(QDataStream::Status status);
-    QString keyString();
+    QString keyString(int index);
     void variant(QVariant& value);
     bool plainVariant(quint32 type, QVariant& value);
     template <class T>

@@ -34,15 +34,13 @@ bool blockTransfer(const QDataStream& stream)
     return stream.floatingPointPrecision() == QDataStream::DoublePrecision && sizeof(QPointF) == kPointBytes;
 }
 
+// From the stream's byte order to the host's and back (the same swap).
 void swapDoubles(const QDataStream& stream, char* data, qint64 count)
 {
-    const bool big = stream.byteOrder() == QDataStream::BigEndian;
-    for (qint64 i = 0; i < count; ++i, data += 8) {
-        quint64 v;
-        std::memcpy(&v, data, 8);
-        v = big ? qFromBigEndian(v) : qFromLittleEndian(v);
-        std::memcpy(data, &v, 8);
-    }
+    if (stream.byteOrder() == QDataStream::BigEndian)
+        qFromBigEndian<quint64>(data, count, data);
+    else
+        qFromLittleEndian<quint64>(data, count, data);
 }
 
 void readRing(QDataStream& in, QPolygonF& ring)
