@@ -16,6 +16,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cstring>
 
 namespace Kestrum {
 
@@ -24,6 +25,8 @@ namespace {
 // Generic devices are read through growing windows of their bytes, so that
 // a record costs what it holds and never a copy of the rest of the device.
 constexpr qint64 kFirstWindow = 4096;
+// The layers file is read ahead in chunks of this size.
+constexpr qint64 kChunkBytes = 256 * 1024;
 
 void prepare(QDataStream& stream)
 {
@@ -32,40 +35,93 @@ void prepare(QDataStream& stream)
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
 }
 
-// Reads one record with `parse`, which returns whether it succeeded and may
-// be called again from the start. From a QBuffer the record is read in
-// place; from other devices through windows of what follows, grown until
-// the record fits or the whole rest is in view.
-template <class Parse>
-bool readRecord(QDataStream& in, kstRecordReader::Context& context, Parse&& parse)
+// Where records come from. Each record is parsed from bytes in memory by
+// `parse`, which returns whether it succeeded and may be called again from
+// the start: in place from a QBuffer; from a device the caller lends through
+// windows of what follows (nothing beyond the record is consumed), grown
+// until the record fits or the whole rest is in view; from a layers file
+// through chunks read ahead.
+class RecordSource
 {
-    QIODevice* device = in.device();
-    if (in.status() != QDataStream::Ok || !device)
-        return false;
-    auto* buffer = qobject_cast<QBuffer*>(device);
-    if (buffer && buffer->isReadable()) {
-        const QByteArray& data = buffer->data();
-        const qint64 at = buffer->pos();
-        kstRecordReader reader(data.constData(), data.size(), at, context);
-        const bool ok = parse(reader) && reader.ok();
-        buffer->seek(reader.pos());
-        if (!ok)
-            in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
-        return ok;
-    }
-    for (qint64 window = kFirstWindow;; window *= 2) {
-        const qint64 available = device->bytesAvailable();
-        const QByteArray bytes = device->peek(std::min(window, available));
-        kstRecordReader reader(bytes.constData(), bytes.size(), 0, context);
-        const bool ok = parse(reader) && reader.ok();
-        if (ok || bytes.size() >= available) {
-            device->skip(reader.pos());
-            if (!ok)
-                in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
+public:
+    RecordSource(QDataStream& in, bool readAhead) : m_in(in), m_context(in), m_readAhead(readAhead) {}
+
+    template <class Parse>
+    bool read(Parse&& parse)
+    {
+        QIODevice* device = m_in.device();
+        if (m_in.status() != QDataStream::Ok || !device)
+            return false;
+        auto* buffer = qobject_cast<QBuffer*>(device);
+        if (buffer && buffer->isReadable()) {
+            const QByteArray& data = buffer->data();
+            kstRecordReader reader(data.constData(), data.size(), buffer->pos(), m_context);
+            const bool ok = finish(reader, parse(reader));
+            buffer->seek(reader.pos());
             return ok;
         }
+        if (m_readAhead)
+            return readAhead(*device, parse);
+        for (qint64 window = kFirstWindow;; window *= 2) {
+            const qint64 available = device->bytesAvailable();
+            const QByteArray bytes = device->peek(std::min(window, available));
+            kstRecordReader reader(bytes.constData(), bytes.size(), 0, m_context);
+            const bool parsed = parse(reader);
+            if ((parsed && reader.ok()) || bytes.size() >= available) {
+                device->skip(reader.pos());
+                return finish(reader, parsed);
+            }
+        }
     }
-}
+
+private:
+    template <class Parse>
+    bool readAhead(QIODevice& device, Parse& parse)
+    {
+        for (;;) {
+            kstRecordReader reader(m_chunk.constData(), m_chunk.size(), m_chunkPos, m_context);
+            const bool parsed = parse(reader);
+            if ((parsed && reader.ok()) || !refill(device)) {
+                m_chunkPos = reader.pos();
+                return finish(reader, parsed);
+            }
+        }
+    }
+
+    // Moves what is unread to the front and fills the rest, growing the chunk
+    // when one record fills it; false at the end. The chunk is reused, so
+    // that reading costs no allocation per chunk.
+    bool refill(QIODevice& device)
+    {
+        const qint64 unread = m_chunk.size() - m_chunkPos;
+        const qint64 size = std::max(kChunkBytes, 2 * unread);
+        if (m_capacity.size() < size)
+            m_capacity.resize(int(size));
+        char* data = m_capacity.data();
+        std::memmove(data, m_chunk.constData() + m_chunkPos, size_t(unread));
+        const qint64 got = device.read(data + unread, size - unread);
+        if (got <= 0)
+            return false;
+        m_chunk = QByteArray::fromRawData(data, int(unread + got));
+        m_chunkPos = 0;
+        return true;
+    }
+
+    bool finish(const kstRecordReader& reader, bool parsed)
+    {
+        const bool ok = parsed && reader.ok();
+        if (!ok)
+            m_in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
+        return ok;
+    }
+
+    QDataStream& m_in;
+    kstRecordReader::Context m_context;
+    bool m_readAhead;
+    QByteArray m_capacity; // owns the chunk's bytes
+    QByteArray m_chunk;    // the part of them read from the device
+    qint64 m_chunkPos = 0;
+};
 
 // Writes points in Qt's QVector<QPointF> layout as one block.
 void writePoints(QDataStream& out, const QVector<QPointF>& points)
@@ -198,8 +254,7 @@ void readShape(kstRecordReader& r, kstVectorShape& shape)
 template <class Shape>
 QDataStream& readShapeRecord(QDataStream& in, Shape& shape)
 {
-    kstRecordReader::Context context(in);
-    readRecord(in, context, [&](kstRecordReader& r) {
+    RecordSource(in, false).read([&](kstRecordReader& r) {
         readShape(r, shape);
         return r.ok();
     });
@@ -229,10 +284,10 @@ bool readCollect(kstRecordReader& r, kstVectorCollect& collect)
 
 // The collect's shapes list is emptied first; shapes of an earlier attempt
 // at the same record are the reader's own and are deleted.
-bool readCollectRecord(QDataStream& in, kstRecordReader::Context& context, kstVectorCollect& collect)
+bool readCollectRecord(RecordSource& source, kstVectorCollect& collect)
 {
     bool retry = false;
-    return readRecord(in, context, [&](kstRecordReader& r) {
+    return source.read([&](kstRecordReader& r) {
         if (retry)
             qDeleteAll(collect.m_shapes);
         retry = true;
@@ -291,17 +346,17 @@ void addCollect(QMap<quint64, kstVectorCollect*>& collects, kstVectorCollect* co
 
 // Reads a layer record. A damaged collect and everything after it are left
 // out; false when the layer's own fields are damaged.
-bool readLayer(QDataStream& in, kstRecordReader::Context& context, kstVectorLayer& layer)
+bool readLayer(RecordSource& source, kstVectorLayer& layer)
 {
     qint32 count = 0;
-    const bool fields = readRecord(in, context, [&](kstRecordReader& r) { return readLayerFields(r, layer, count); });
+    const bool fields = source.read([&](kstRecordReader& r) { return readLayerFields(r, layer, count); });
     layer.m_collects.clear();
     if (!fields)
         return false;
     for (qint32 i = 0; i < count; ++i) {
         kstVectorCollect* collect = kstVectorCollect::newCollect();
         collect->m_layer = &layer;
-        if (!readCollectRecord(in, context, *collect)) {
+        if (!readCollectRecord(source, *collect)) {
             kstVectorCollect::destroyCollect(collect);
             break;
         }
@@ -319,20 +374,15 @@ struct Header
     GCP rb;
 };
 
-constexpr qint64 kHeaderBytes = 8 + 4 + 4 + 16 + 16;
-
-// Opens a layers file, reads `bytes` of it (all with -1) into memory, and
-// checks the magic number.
-bool openLayersFile(const QString& file, qint64 bytes, QBuffer& buffer, QDataStream& in, Header& header)
+// Opens a layers file and reads its header.
+bool openLayersFile(const QString& file, QFile& device, QDataStream& in, Header& header)
 {
-    QFile device(file);
-    if (!device.open(QIODevice::ReadOnly)) {
+    device.setFileName(file);
+    if (!device.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         qDebug().noquote() << "open layers buf file error:" + device.errorString();
         return false;
     }
-    buffer.setData(bytes < 0 ? device.readAll() : device.read(bytes));
-    buffer.open(QIODevice::ReadOnly);
-    in.setDevice(&buffer);
+    in.setDevice(&device);
     prepare(in);
     qint64 magic = 0;
     in >> magic;
@@ -421,8 +471,8 @@ QDataStream& operator<<(QDataStream& out, const kstVectorCollect& collect)
 
 QDataStream& operator>>(QDataStream& in, kstVectorCollect& collect)
 {
-    kstRecordReader::Context context(in);
-    readCollectRecord(in, context, collect);
+    RecordSource source(in, false);
+    readCollectRecord(source, collect);
     return in;
 }
 
@@ -443,8 +493,8 @@ QDataStream& operator<<(QDataStream& out, const kstVectorLayer& layer)
 
 QDataStream& operator>>(QDataStream& in, kstVectorLayer& layer)
 {
-    kstRecordReader::Context context(in);
-    readLayer(in, context, layer);
+    RecordSource source(in, false);
+    readLayer(source, layer);
     return in;
 }
 
@@ -478,17 +528,17 @@ bool kstVectorLayer::saveLayers(const QList<kstVectorLayer*>& layers, const QStr
 
 bool kstVectorLayer::loadLayers(QList<kstVectorLayer*>& layers, const QString& file)
 {
-    QBuffer buffer;
+    QFile device;
     QDataStream in;
     Header header;
-    if (!openLayersFile(file, -1, buffer, in, header))
+    if (!openLayersFile(file, device, in, header))
         return false;
     layers.clear();
     // Layers and collects before a damaged record are kept.
-    kstRecordReader::Context context(in);
+    RecordSource source(in, true);
     for (qint32 i = 0; i < header.layerCount && in.status() == QDataStream::Ok; ++i) {
         kstVectorLayer* layer = newLayer();
-        if (!readLayer(in, context, *layer)) {
+        if (!readLayer(source, *layer)) {
             destoryLayer(layer);
             break;
         }
@@ -500,10 +550,10 @@ bool kstVectorLayer::loadLayers(QList<kstVectorLayer*>& layers, const QString& f
 bool kstVectorLayer::getLayersExtent(const QString& file, kstGeographicalCoordinatesPoint& lt,
                                      kstGeographicalCoordinatesPoint& rb)
 {
-    QBuffer buffer;
+    QFile device;
     QDataStream in;
     Header header;
-    if (!openLayersFile(file, kHeaderBytes, buffer, in, header))
+    if (!openLayersFile(file, device, in, header))
         return false;
     lt = header.lt;
     rb = header.rb;

@@ -26,6 +26,13 @@ T load(const char* p, bool bigEndian)
     return bigEndian ? qFromBigEndian<T>(p) : qFromLittleEndian<T>(p);
 }
 
+double bitsToDouble(quint64 bits)
+{
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    return d;
+}
+
 // An easing curve keeps the address of its function, which means nothing in
 // another process: the curve is rebuilt from its type, keeping its settings.
 // Custom curves cannot be rebuilt and become the default curve.
@@ -203,10 +210,7 @@ double kstRecordReader::real()
         std::memcpy(&f, &bits, 4);
         return f;
     }
-    const quint64 bits = load<quint64>(p, m_bigEndian);
-    double d;
-    std::memcpy(&d, &bits, 8);
-    return d;
+    return bitsToDouble(load<quint64>(p, m_bigEndian));
 }
 
 QPoint kstRecordReader::point()
@@ -309,10 +313,15 @@ void kstRecordReader::points(QVector<QPointF>& points)
     }
     const char* p = take(qint64(n) * pointBytes);
     points.resize(int(n));
-    if (m_bigEndian)
-        qFromBigEndian<quint64>(p, 2 * qsizetype(n), points.data());
-    else
-        qFromLittleEndian<quint64>(p, 2 * qsizetype(n), points.data());
+    QPointF* out = points.data();
+    if (m_bigEndian) {
+        for (quint32 i = 0; i < n; ++i, p += 16)
+            out[i] = QPointF(bitsToDouble(qFromBigEndian<quint64>(p)), bitsToDouble(qFromBigEndian<quint64>(p + 8)));
+    } else {
+        for (quint32 i = 0; i < n; ++i, p += 16)
+            out[i] = QPointF(bitsToDouble(qFromLittleEndian<quint64>(p)),
+                             bitsToDouble(qFromLittleEndian<quint64>(p + 8)));
+    }
 }
 
 void kstRecordReader::pen(QPen& pen)

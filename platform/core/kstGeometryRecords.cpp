@@ -37,10 +37,14 @@ bool blockTransfer(const QDataStream& stream)
 // From the stream's byte order to the host's and back (the same swap).
 void swapDoubles(const QDataStream& stream, char* data, qint64 count)
 {
-    if (stream.byteOrder() == QDataStream::BigEndian)
-        qFromBigEndian<quint64>(data, count, data);
-    else
-        qFromLittleEndian<quint64>(data, count, data);
+    if ((stream.byteOrder() == QDataStream::BigEndian) == (QSysInfo::ByteOrder == QSysInfo::BigEndian))
+        return;
+    for (qint64 i = 0; i < count; ++i, data += 8) {
+        quint64 v;
+        std::memcpy(&v, data, 8);
+        v = qbswap(v);
+        std::memcpy(data, &v, 8);
+    }
 }
 
 void readRing(QDataStream& in, QPolygonF& ring)
