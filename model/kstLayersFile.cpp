@@ -24,7 +24,7 @@ namespace {
 
 // Generic devices are read through growing windows of their bytes, so that
 // a record costs what it holds and never a copy of the rest of the device.
-constexpr qint64 kFirstWindow = 4096;
+constexpr qint64 kFirstWindow = 256;
 // The layers file is read ahead in chunks of this size.
 constexpr qint64 kChunkBytes = 256 * 1024;
 

@@ -1,5 +1,8 @@
 #include "kstStreamCheck.h"
 
+#include "kstGeographicalCoordinatesPoint.h"
+
+#include <QDataStream>
 #include <QMetaType>
 #include <QtEndian>
 #include <QPalette>
@@ -36,12 +39,28 @@ constexpr quint32 kMaxRegionRects = 4096;
 constexpr char kPngSignature[] = "\x89PNG\r\n\x1a\n";
 constexpr char kPixmapIconEngine[] = "QPixmapIconEngine";
 constexpr char kOffsetTimeZone[] = "OffsetFromUtc";
-constexpr char kGcpTypeName[] = "GCP"; // the one streamable user type of the core library
 
 quint32 bigEndian32(const char* p)
 {
     const auto* u = reinterpret_cast<const unsigned char*>(p);
     return quint32(u[0]) << 24 | quint32(u[1]) << 16 | quint32(u[2]) << 8 | quint32(u[3]);
+}
+
+// The geographic point of the core library is the streamable user type that
+// attribute values hold; its record has a fixed size, whatever its layout.
+bool isPointTypeName(const char* name, quint32 bytes)
+{
+    const char* registered = QMetaType::typeName(qMetaTypeId<kstGeographicalCoordinatesPoint>());
+    return registered && bytes == std::strlen(registered) + 1 && std::memcmp(name, registered, bytes) == 0;
+}
+
+qint64 pointRecordBytes(int doubleBytes)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setFloatingPointPrecision(doubleBytes == 8 ? QDataStream::DoublePrecision : QDataStream::SinglePrecision);
+    out << kstGeographicalCoordinatesPoint();
+    return bytes.size();
 }
 
 } // namespace
@@ -362,15 +381,15 @@ bool kstStreamCheck::guiType(quint32 type, int depth)
     }
 }
 
-// User types are streamed with their type name; the only one whose record is
-// known here is the geographic point, two doubles.
+// User types are streamed with their type name (with its terminating zero);
+// the only one known here is the geographic point.
 bool kstStreamCheck::userType(int)
 {
     quint32 n = 0;
     if (!u32(n))
         return false;
     const char* name = m_p;
-    return n == sizeof(kGcpTypeName) && skip(n) && std::memcmp(name, kGcpTypeName, n) == 0 && doubles(2);
+    return skip(n) && isPointTypeName(name, n) && skip(pointRecordBytes(m_double));
 }
 
 bool kstStreamCheck::variantList(int depth)
