@@ -139,6 +139,86 @@ void writePoints(QDataStream& out, const QVector<QPointF>& points)
     out.writeRawData(block.constData(), block.size());
 }
 
+// Writes Qt values of records, and writes the bytes of a pen, brush or
+// picture again when the very same value (shared data, or the same cache
+// key) comes again, instead of streaming it anew.
+class RecordSink
+{
+public:
+    explicit RecordSink(QDataStream& out) : m_out(out) {}
+    QDataStream& out() { return m_out; }
+
+    void pen(const QPen& pen) { write(m_pens, pen, const_cast<QPen&>(pen).data_ptr()); }
+    void brush(const QBrush& brush) { write(m_brushes, brush, const_cast<QBrush&>(brush).data_ptr().data()); }
+    void pixmap(const QPixmap& pixmap) { write(m_pixmaps, pixmap, reinterpret_cast<const void*>(pixmap.cacheKey())); }
+
+private:
+    static constexpr int kRecent = 4;
+
+    // The value is kept, so that its data stays alive and unchanged while
+    // its key is remembered.
+    template <class T>
+    struct Entry
+    {
+        T value;
+        const void* key;
+        QByteArray bytes;
+    };
+
+    template <class T>
+    void write(QVector<Entry<T>>& entries, const T& value, const void* key)
+    {
+        for (const Entry<T>& entry : entries) {
+            if (entry.key == key) {
+                m_out.writeRawData(entry.bytes.constData(), entry.bytes.size());
+                return;
+            }
+        }
+        QByteArray bytes;
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream.setVersion(m_out.version());
+        stream.setByteOrder(m_out.byteOrder());
+        stream.setFloatingPointPrecision(m_out.floatingPointPrecision());
+        stream << value;
+        m_out.writeRawData(bytes.constData(), bytes.size());
+        if (entries.size() == kRecent)
+            entries.removeFirst();
+        entries.append(Entry<T>{value, key, bytes});
+    }
+
+    QDataStream& m_out;
+    QVector<Entry<QPen>> m_pens;
+    QVector<Entry<QBrush>> m_brushes;
+    QVector<Entry<QPixmap>> m_pixmaps;
+};
+
+// Gathers the many small writes of a stream and hands them on in blocks.
+class BlockWriter : public QIODevice
+{
+public:
+    explicit BlockWriter(QIODevice& target) : m_target(target) { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
+    bool flushBlock()
+    {
+        const bool ok = m_pending.isEmpty() || m_target.write(m_pending) == m_pending.size();
+        m_pending.clear();
+        return ok;
+    }
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override
+    {
+        m_pending.append(data, int(size));
+        if (m_pending.size() >= kChunkBytes && !flushBlock())
+            return -1;
+        return size;
+    }
+
+private:
+    QIODevice& m_target;
+    QByteArray m_pending;
+};
+
 kstVectorShape* newShapeOfKind(qint32 kind)
 {
     switch (kind) {
@@ -151,17 +231,102 @@ kstVectorShape* newShapeOfKind(qint32 kind)
     }
 }
 
-QDataStream& writeShape(QDataStream& out, const kstVectorShape& shape)
+// --- Writing records -----------------------------------------------------------
+
+void writePoint(RecordSink& sink, const VectorPoint& point)
 {
-    out << qint32(shape.shapeType());
+    sink.out() << point.geoData() << qint32(point.pointType()) << qint32(point.pointSize());
+    sink.pen(point.pointBorderPen());
+    sink.brush(point.pointFillBrush());
+    sink.out() << point.markerAnchor();
+    sink.pixmap(point.markerIcon());
+    sink.out() << point.isShapeVisible();
+}
+
+void writeLine(RecordSink& sink, const VectorLine& line)
+{
+    writePoints(sink.out(), line.geoData());
+    sink.pen(line.linePen());
+    sink.out() << line.isShapeVisible();
+}
+
+// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
+template <class AreaShape>
+void writeAreaShape(RecordSink& sink, const AreaShape& shape)
+{
+    sink.pen(shape.borderPen());
+    sink.brush(shape.fillBrush());
+    sink.out() << shape.isShapeVisible();
+}
+
+void writePolygon(RecordSink& sink, const VectorPolygon& polygon)
+{
+    sink.out() << polygon.geoData();
+    writeAreaShape(sink, polygon);
+}
+
+void writeRect(RecordSink& sink, const VectorRect& rect)
+{
+    writePoints(sink.out(), rect.geoData());
+    writeAreaShape(sink, rect);
+}
+
+void writeCircle(RecordSink& sink, const VectorCircle& circle)
+{
+    sink.out() << circle.geoData();
+    writeAreaShape(sink, circle);
+}
+
+void writeShape(RecordSink& sink, const kstVectorShape& shape)
+{
     switch (shape.shapeType()) {
-    case kstVectorShape::Type_Point: return out << static_cast<const VectorPoint&>(shape);
-    case kstVectorShape::Type_Line: return out << static_cast<const VectorLine&>(shape);
-    case kstVectorShape::Type_Polygon: return out << static_cast<const VectorPolygon&>(shape);
-    case kstVectorShape::Type_Rect: return out << static_cast<const VectorRect&>(shape);
-    case kstVectorShape::Type_Circle: return out << static_cast<const VectorCircle&>(shape);
-    default: return out;
+    case kstVectorShape::Type_Point: return writePoint(sink, static_cast<const VectorPoint&>(shape));
+    case kstVectorShape::Type_Line: return writeLine(sink, static_cast<const VectorLine&>(shape));
+    case kstVectorShape::Type_Polygon: return writePolygon(sink, static_cast<const VectorPolygon&>(shape));
+    case kstVectorShape::Type_Rect: return writeRect(sink, static_cast<const VectorRect&>(shape));
+    case kstVectorShape::Type_Circle: return writeCircle(sink, static_cast<const VectorCircle&>(shape));
+    default: return;
     }
+}
+
+void writeCollect(RecordSink& sink, const kstVectorCollect& collect)
+{
+    sink.out() << qint64(collect.m_fid) << collect.m_text << qint32(collect.m_geometryType) << collect.m_fields
+               << qint32(collect.m_shapes.size());
+    for (const kstVectorShape* shape : collect.m_shapes) {
+        sink.out() << qint32(shape->shapeType());
+        writeShape(sink, *shape);
+    }
+}
+
+void writeLayer(RecordSink& sink, const kstVectorLayer& layer)
+{
+    QDataStream& out = sink.out();
+    out << layer.m_name << layer.m_srsWkt << layer.m_fieldNames << layer.m_fieldTypes << qint32(layer.m_pointType)
+        << qint32(layer.m_pointSize);
+    sink.pen(layer.m_pointBorderPen);
+    sink.brush(layer.m_pointFillBrush);
+    out << layer.m_markerAnchor;
+    sink.pixmap(layer.m_markerIcon);
+    sink.pen(layer.m_linePen);
+    sink.pen(layer.m_polygonBorderPen);
+    // The point fill brush is stored a second time where a polygon fill
+    // could be; the polygon fill keeps its default on loading.
+    sink.brush(layer.m_pointFillBrush);
+    out << layer.m_labelFont << layer.m_labelTextClr << layer.m_labelOutlineClr << layer.m_antiAliasing
+        << layer.m_showLabels << qint32(layer.m_charSet) << qint32(layer.m_labelMode) << layer.m_labelField
+        << qint32(layer.m_collects.size());
+    for (const kstVectorCollect* collect : layer.m_collects)
+        writeCollect(sink, *collect);
+}
+
+// Writes one record through a sink of its own.
+template <class Record, class Write>
+QDataStream& writeRecord(QDataStream& out, const Record& record, Write write)
+{
+    RecordSink sink(out);
+    write(sink, record);
+    return out;
 }
 
 // --- Shape records -----------------------------------------------------------
@@ -400,8 +565,7 @@ bool openLayersFile(const QString& file, QFile& device, QDataStream& in, Header&
 
 QDataStream& operator<<(QDataStream& out, const VectorPoint& point)
 {
-    return out << point.geoData() << qint32(point.pointType()) << qint32(point.pointSize()) << point.pointBorderPen()
-               << point.pointFillBrush() << point.markerAnchor() << point.markerIcon() << point.isShapeVisible();
+    return writeRecord(out, point, writePoint);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorPoint& point)
@@ -411,8 +575,7 @@ QDataStream& operator>>(QDataStream& in, VectorPoint& point)
 
 QDataStream& operator<<(QDataStream& out, const VectorLine& line)
 {
-    writePoints(out, line.geoData());
-    return out << line.linePen() << line.isShapeVisible();
+    return writeRecord(out, line, writeLine);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorLine& line)
@@ -420,16 +583,9 @@ QDataStream& operator>>(QDataStream& in, VectorLine& line)
     return readShapeRecord(in, line);
 }
 
-// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
-template <class AreaShape>
-QDataStream& writeAreaShape(QDataStream& out, const AreaShape& shape)
-{
-    return out << shape.geoData() << shape.borderPen() << shape.fillBrush() << shape.isShapeVisible();
-}
-
 QDataStream& operator<<(QDataStream& out, const VectorPolygon& polygon)
 {
-    return writeAreaShape(out, polygon);
+    return writeRecord(out, polygon, writePolygon);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorPolygon& polygon)
@@ -439,8 +595,7 @@ QDataStream& operator>>(QDataStream& in, VectorPolygon& polygon)
 
 QDataStream& operator<<(QDataStream& out, const VectorRect& rect)
 {
-    writePoints(out, rect.geoData());
-    return out << rect.borderPen() << rect.fillBrush() << rect.isShapeVisible();
+    return writeRecord(out, rect, writeRect);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorRect& rect)
@@ -450,7 +605,7 @@ QDataStream& operator>>(QDataStream& in, VectorRect& rect)
 
 QDataStream& operator<<(QDataStream& out, const VectorCircle& circle)
 {
-    return writeAreaShape(out, circle);
+    return writeRecord(out, circle, writeCircle);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorCircle& circle)
@@ -462,11 +617,7 @@ QDataStream& operator>>(QDataStream& in, VectorCircle& circle)
 
 QDataStream& operator<<(QDataStream& out, const kstVectorCollect& collect)
 {
-    out << qint64(collect.m_fid) << collect.m_text << qint32(collect.m_geometryType) << collect.m_fields
-        << qint32(collect.m_shapes.size());
-    for (const kstVectorShape* shape : collect.m_shapes)
-        writeShape(out, *shape);
-    return out;
+    return writeRecord(out, collect, writeCollect);
 }
 
 QDataStream& operator>>(QDataStream& in, kstVectorCollect& collect)
@@ -478,17 +629,7 @@ QDataStream& operator>>(QDataStream& in, kstVectorCollect& collect)
 
 QDataStream& operator<<(QDataStream& out, const kstVectorLayer& layer)
 {
-    out << layer.m_name << layer.m_srsWkt << layer.m_fieldNames << layer.m_fieldTypes << qint32(layer.m_pointType)
-        << qint32(layer.m_pointSize) << layer.m_pointBorderPen << layer.m_pointFillBrush << layer.m_markerAnchor
-        << layer.m_markerIcon << layer.m_linePen << layer.m_polygonBorderPen
-        // The point fill brush is stored a second time where a polygon fill
-        // could be; the polygon fill keeps its default on loading.
-        << layer.m_pointFillBrush << layer.m_labelFont << layer.m_labelTextClr << layer.m_labelOutlineClr
-        << layer.m_antiAliasing << layer.m_showLabels << qint32(layer.m_charSet) << qint32(layer.m_labelMode)
-        << layer.m_labelField << qint32(layer.m_collects.size());
-    for (const kstVectorCollect* collect : layer.m_collects)
-        out << *collect;
-    return out;
+    return writeRecord(out, layer, writeLayer);
 }
 
 QDataStream& operator>>(QDataStream& in, kstVectorLayer& layer)
@@ -514,12 +655,14 @@ bool kstVectorLayer::saveLayers(const QList<kstVectorLayer*>& layers, const QStr
     for (const kstVectorLayer* layer : layers)
         collects += layer->m_collects.size();
 
-    QDataStream out(&device);
+    BlockWriter blocks(device);
+    QDataStream out(&blocks);
     prepare(out);
     out << quint64(magicNum_) << qint32(layers.size()) << collects << lt << rb;
+    RecordSink sink(out);
     for (const kstVectorLayer* layer : layers)
-        out << *layer;
-    if (out.status() != QDataStream::Ok || !device.commit()) {
+        writeLayer(sink, *layer);
+    if (out.status() != QDataStream::Ok || !blocks.flushBlock() || !device.commit()) {
         qDebug().noquote() << "write layers buf file error:" + device.errorString();
         return false;
     }
