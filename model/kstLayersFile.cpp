@@ -95,10 +95,14 @@ private:
     {
         const qint64 unread = m_chunk.size() - m_chunkPos;
         const qint64 size = std::max(kChunkBytes, 2 * unread);
-        if (m_capacity.size() < size)
-            m_capacity.resize(int(size));
+        if (m_capacity.size() < size) {
+            QByteArray grown(int(size), Qt::Uninitialized);
+            std::memcpy(grown.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
+            m_capacity.swap(grown);
+        } else {
+            std::memmove(m_capacity.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
+        }
         char* data = m_capacity.data();
-        std::memmove(data, m_chunk.constData() + m_chunkPos, size_t(unread));
         const qint64 got = device.read(data + unread, size - unread);
         if (got <= 0)
             return false;
