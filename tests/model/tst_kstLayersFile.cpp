@@ -672,7 +672,13 @@ void tst_kstLayersFile::everyStreamableAttributeValueRoundTrips()
     const QVariantMap values = streamableValues();
     kstVectorLayer* first = lineLayer(QStringLiteral("first"), 2);
     first->m_collects[1]->m_fields = values;
-    QList<kstVectorLayer*> saved{first, lineLayer(QStringLiteral("second"), 1)};
+    // The second layer holds a record larger than the reader's chunk of the file.
+    kstVectorLayer* second = lineLayer(QStringLiteral("second"), 1);
+    QVector<QPointF> longLine;
+    for (int i = 0; i < 50000; ++i)
+        longLine << QPointF(i * 1e-4, std::sin(i * 1e-3));
+    addShape(second, 2, new VectorLine(longLine, nullptr), 2);
+    QList<kstVectorLayer*> saved{first, second};
     QVERIFY(kstVectorLayer::saveLayers(saved, file));
 
     QList<kstVectorLayer*> loaded;
@@ -682,6 +688,7 @@ void tst_kstLayersFile::everyStreamableAttributeValueRoundTrips()
     QCOMPARE(loaded.at(0)->m_collects.keys(), QList<quint64>({1, 2}));
     QCOMPARE(loaded.at(0)->m_collects.value(2)->m_fields, saved.at(0)->m_collects.value(2)->m_fields);
     QCOMPARE(loaded.at(1)->m_name, QStringLiteral("second"));
+    QCOMPARE(static_cast<VectorLine*>(loaded.at(1)->m_collects.value(2)->m_shapes.first())->geoData(), longLine);
     const QVariantMap got = loaded.at(0)->m_collects.value(1)->m_fields;
     QCOMPARE(got.keys(), values.keys());
     for (auto it = values.begin(); it != values.end(); ++it)
