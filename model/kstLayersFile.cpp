@@ -103,12 +103,10 @@ private:
             std::memmove(m_capacity.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
         }
         char* data = m_capacity.data();
-        const qint64 got = device.read(data + unread, size - unread);
-        if (got <= 0)
-            return false;
+        const qint64 got = std::max<qint64>(0, device.read(data + unread, size - unread));
         m_chunk = QByteArray::fromRawData(data, int(unread + got));
         m_chunkPos = 0;
-        return true;
+        return got > 0;
     }
 
     bool finish(const kstRecordReader& reader, bool parsed)
