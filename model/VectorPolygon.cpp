@@ -149,6 +149,9 @@ void VectorPolygon::correctOutShape(kstCorrection* correction)
 
 bool VectorPolygon::updateExtent()
 {
+    // Without holes the outer ring is all there is to look at.
+    if (m_geoData.inner.isEmpty())
+        return updateExtentFrom(m_geoData.outer);
     QVector<QPointF> points;
     for (const QPolygonF& ring : ringList(m_geoData))
         points += ring;

@@ -5,7 +5,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
-#include "kstStreamCheck.h"
+#include "kstRecordReader.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
@@ -13,17 +13,20 @@
 #include <QDebug>
 #include <QFile>
 #include <QSaveFile>
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
 
 namespace Kestrum {
 
 namespace {
 
-// Smallest possible records, used to bound counts before allocating.
-constexpr qint64 kMinStringBytes = 4;
-constexpr qint64 kMinLayerBytes = 200;
-constexpr qint64 kMinCollectBytes = 8 + 4 + 4 + 4 + 4;
-constexpr qint64 kMinShapeBytes = 4 + 1; // kind code and the visible flag
-constexpr qint64 kPointBytes = 16;
+// Generic devices are read through growing windows of their bytes, so that
+// a record costs what it holds and never a copy of the rest of the device.
+constexpr qint64 kFirstWindow = 256;
+// The layers file is read ahead in chunks of this size.
+constexpr qint64 kChunkBytes = 256 * 1024;
 
 void prepare(QDataStream& stream)
 {
@@ -32,69 +35,191 @@ void prepare(QDataStream& stream)
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
 }
 
-// Reads a Qt value only after the bytes ahead proved to hold a sound one.
-template <class T>
-void readChecked(QDataStream& in, T& value, kstStreamCheck::Kind kind)
+// Where records come from. Each record is parsed from bytes in memory by
+// `parse`, which returns whether it succeeded and may be called again from
+// the start: in place from a QBuffer; from a device the caller lends through
+// windows of what follows (nothing beyond the record is consumed), grown
+// until the record fits or the whole rest is in view; from a layers file
+// through chunks read ahead.
+class RecordSource
 {
-    if (kstStreamCheck::ahead(in, kind))
-        in >> value;
-}
+public:
+    RecordSource(QDataStream& in, bool readAhead) : m_in(in), m_context(in), m_readAhead(readAhead) {}
 
-bool readCount(QDataStream& in, qint32& n, qint64 minElementBytes)
-{
-    in >> n;
-    return kstStreamCheck::fits(in, n, minElementBytes);
-}
-
-void readStrings(QDataStream& in, QList<QString>& list)
-{
-    list.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, kMinStringBytes))
-        return;
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        QString s;
-        in >> s;
-        list.append(s);
+    template <class Parse>
+    bool read(Parse&& parse)
+    {
+        QIODevice* device = m_in.device();
+        if (m_in.status() != QDataStream::Ok || !device)
+            return false;
+        auto* buffer = qobject_cast<QBuffer*>(device);
+        if (buffer && buffer->isReadable()) {
+            const QByteArray& data = buffer->data();
+            kstRecordReader reader(data.constData(), data.size(), buffer->pos(), m_context);
+            const bool ok = finish(reader, parse(reader));
+            buffer->seek(reader.pos());
+            return ok;
+        }
+        if (m_readAhead)
+            return readAhead(*device, parse);
+        for (qint64 window = kFirstWindow;; window *= 2) {
+            const qint64 available = device->bytesAvailable();
+            const QByteArray bytes = device->peek(std::min(window, available));
+            kstRecordReader reader(bytes.constData(), bytes.size(), 0, m_context);
+            const bool parsed = parse(reader);
+            if ((parsed && reader.ok()) || bytes.size() >= available) {
+                device->skip(reader.pos());
+                return finish(reader, parsed);
+            }
+        }
     }
-}
 
-void readInts(QDataStream& in, QList<int>& list)
-{
-    list.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, 4))
-        return;
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        qint32 v = 0;
-        in >> v;
-        list.append(v);
+private:
+    template <class Parse>
+    bool readAhead(QIODevice& device, Parse& parse)
+    {
+        for (;;) {
+            kstRecordReader reader(m_chunk.constData(), m_chunk.size(), m_chunkPos, m_context);
+            const bool parsed = parse(reader);
+            if ((parsed && reader.ok()) || !refill(device)) {
+                m_chunkPos = reader.pos();
+                return finish(reader, parsed);
+            }
+        }
     }
-}
 
-void readPoints(QDataStream& in, QVector<QPointF>& points)
-{
-    points.clear();
-    qint32 n = 0;
-    if (!readCount(in, n, kPointBytes))
-        return;
-    points.reserve(n);
-    for (qint32 i = 0; i < n && in.status() == QDataStream::Ok; ++i) {
-        QPointF p;
-        in >> p;
-        points.append(p);
+    // Moves what is unread to the front and fills the rest, growing the chunk
+    // when one record fills it; false at the end. The chunk is reused, so
+    // that reading costs no allocation per chunk.
+    bool refill(QIODevice& device)
+    {
+        const qint64 unread = m_chunk.size() - m_chunkPos;
+        const qint64 size = std::max(kChunkBytes, 2 * unread);
+        if (m_capacity.size() < size) {
+            QByteArray grown(int(size), Qt::Uninitialized);
+            std::memcpy(grown.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
+            m_capacity.swap(grown);
+        } else {
+            std::memmove(m_capacity.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
+        }
+        char* data = m_capacity.data();
+        const qint64 got = std::max<qint64>(0, device.read(data + unread, size - unread));
+        m_chunk = QByteArray::fromRawData(data, int(unread + got));
+        m_chunkPos = 0;
+        return got > 0;
     }
+
+    bool finish(const kstRecordReader& reader, bool parsed)
+    {
+        const bool ok = parsed && reader.ok();
+        if (!ok)
+            m_in.setStatus(reader.ok() ? QDataStream::ReadCorruptData : reader.status());
+        return ok;
+    }
+
+    QDataStream& m_in;
+    kstRecordReader::Context m_context;
+    bool m_readAhead;
+    QByteArray m_capacity; // owns the chunk's bytes
+    QByteArray m_chunk;    // the part of them read from the device
+    qint64 m_chunkPos = 0;
+};
+
+// Writes points in Qt's QVector<QPointF> layout as one block.
+void writePoints(QDataStream& out, const QVector<QPointF>& points)
+{
+    if (out.floatingPointPrecision() != QDataStream::DoublePrecision) {
+        out << points;
+        return;
+    }
+    QByteArray block(int(points.size() * sizeof(QPointF)), Qt::Uninitialized);
+    if (out.byteOrder() == QDataStream::BigEndian)
+        qToBigEndian<quint64>(points.constData(), 2 * qsizetype(points.size()), block.data());
+    else
+        qToLittleEndian<quint64>(points.constData(), 2 * qsizetype(points.size()), block.data());
+    out << quint32(points.size());
+    out.writeRawData(block.constData(), block.size());
 }
 
-// Every shape record ends with the visible flag; then the extent follows the
-// geometry that was read.
-void finishShape(QDataStream& in, kstVectorShape& shape)
+// Writes Qt values of records, and writes the bytes of a pen, brush or
+// picture again when the very same value (shared data, or the same cache
+// key) comes again, instead of streaming it anew.
+class RecordSink
 {
-    bool visible = true;
-    in >> visible;
-    shape.setShapeVisible(visible);
-    shape.updateExtent();
-}
+public:
+    explicit RecordSink(QDataStream& out) : m_out(out) {}
+    QDataStream& out() { return m_out; }
+
+    void pen(const QPen& pen) { write(m_pens, pen, const_cast<QPen&>(pen).data_ptr()); }
+    void brush(const QBrush& brush) { write(m_brushes, brush, const_cast<QBrush&>(brush).data_ptr().data()); }
+    void pixmap(const QPixmap& pixmap) { write(m_pixmaps, pixmap, reinterpret_cast<const void*>(pixmap.cacheKey())); }
+
+private:
+    static constexpr int kRecent = 4;
+
+    // The value is kept, so that its data stays alive and unchanged while
+    // its key is remembered.
+    template <class T>
+    struct Entry
+    {
+        T value;
+        const void* key;
+        QByteArray bytes;
+    };
+
+    template <class T>
+    void write(QVector<Entry<T>>& entries, const T& value, const void* key)
+    {
+        for (const Entry<T>& entry : entries) {
+            if (entry.key == key) {
+                m_out.writeRawData(entry.bytes.constData(), entry.bytes.size());
+                return;
+            }
+        }
+        QByteArray bytes;
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream.setVersion(m_out.version());
+        stream.setByteOrder(m_out.byteOrder());
+        stream.setFloatingPointPrecision(m_out.floatingPointPrecision());
+        stream << value;
+        m_out.writeRawData(bytes.constData(), bytes.size());
+        if (entries.size() == kRecent)
+            entries.removeFirst();
+        entries.append(Entry<T>{value, key, bytes});
+    }
+
+    QDataStream& m_out;
+    QVector<Entry<QPen>> m_pens;
+    QVector<Entry<QBrush>> m_brushes;
+    QVector<Entry<QPixmap>> m_pixmaps;
+};
+
+// Gathers the many small writes of a stream and hands them on in blocks.
+class BlockWriter : public QIODevice
+{
+public:
+    explicit BlockWriter(QIODevice& target) : m_target(target) { open(QIODevice::WriteOnly | QIODevice::Unbuffered); }
+    bool flushBlock()
+    {
+        const bool ok = m_pending.isEmpty() || m_target.write(m_pending) == m_pending.size();
+        m_pending.clear();
+        return ok;
+    }
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 size) override
+    {
+        m_pending.append(data, int(size));
+        if (m_pending.size() >= kChunkBytes && !flushBlock())
+            return -1;
+        return size;
+    }
+
+private:
+    QIODevice& m_target;
+    QByteArray m_pending;
+};
 
 kstVectorShape* newShapeOfKind(qint32 kind)
 {
@@ -108,29 +233,303 @@ kstVectorShape* newShapeOfKind(qint32 kind)
     }
 }
 
-QDataStream& writeShape(QDataStream& out, const kstVectorShape& shape)
+// --- Writing records -----------------------------------------------------------
+
+void writePoint(RecordSink& sink, const VectorPoint& point)
 {
-    out << qint32(shape.shapeType());
+    sink.out() << point.geoData() << qint32(point.pointType()) << qint32(point.pointSize());
+    sink.pen(point.pointBorderPen());
+    sink.brush(point.pointFillBrush());
+    sink.out() << point.markerAnchor();
+    sink.pixmap(point.markerIcon());
+    sink.out() << point.isShapeVisible();
+}
+
+void writeLine(RecordSink& sink, const VectorLine& line)
+{
+    writePoints(sink.out(), line.geoData());
+    sink.pen(line.linePen());
+    sink.out() << line.isShapeVisible();
+}
+
+// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
+template <class AreaShape>
+void writeAreaShape(RecordSink& sink, const AreaShape& shape)
+{
+    sink.pen(shape.borderPen());
+    sink.brush(shape.fillBrush());
+    sink.out() << shape.isShapeVisible();
+}
+
+void writePolygon(RecordSink& sink, const VectorPolygon& polygon)
+{
+    sink.out() << polygon.geoData();
+    writeAreaShape(sink, polygon);
+}
+
+void writeRect(RecordSink& sink, const VectorRect& rect)
+{
+    writePoints(sink.out(), rect.geoData());
+    writeAreaShape(sink, rect);
+}
+
+void writeCircle(RecordSink& sink, const VectorCircle& circle)
+{
+    sink.out() << circle.geoData();
+    writeAreaShape(sink, circle);
+}
+
+void writeShape(RecordSink& sink, const kstVectorShape& shape)
+{
     switch (shape.shapeType()) {
-    case kstVectorShape::Type_Point: return out << static_cast<const VectorPoint&>(shape);
-    case kstVectorShape::Type_Line: return out << static_cast<const VectorLine&>(shape);
-    case kstVectorShape::Type_Polygon: return out << static_cast<const VectorPolygon&>(shape);
-    case kstVectorShape::Type_Rect: return out << static_cast<const VectorRect&>(shape);
-    case kstVectorShape::Type_Circle: return out << static_cast<const VectorCircle&>(shape);
-    default: return out;
+    case kstVectorShape::Type_Point: return writePoint(sink, static_cast<const VectorPoint&>(shape));
+    case kstVectorShape::Type_Line: return writeLine(sink, static_cast<const VectorLine&>(shape));
+    case kstVectorShape::Type_Polygon: return writePolygon(sink, static_cast<const VectorPolygon&>(shape));
+    case kstVectorShape::Type_Rect: return writeRect(sink, static_cast<const VectorRect&>(shape));
+    case kstVectorShape::Type_Circle: return writeCircle(sink, static_cast<const VectorCircle&>(shape));
+    default: return;
     }
 }
 
-QDataStream& readShape(QDataStream& in, kstVectorShape& shape)
+void writeCollect(RecordSink& sink, const kstVectorCollect& collect)
+{
+    sink.out() << qint64(collect.m_fid) << collect.m_text << qint32(collect.m_geometryType) << collect.m_fields
+               << qint32(collect.m_shapes.size());
+    for (const kstVectorShape* shape : collect.m_shapes) {
+        sink.out() << qint32(shape->shapeType());
+        writeShape(sink, *shape);
+    }
+}
+
+void writeLayer(RecordSink& sink, const kstVectorLayer& layer)
+{
+    QDataStream& out = sink.out();
+    out << layer.m_name << layer.m_srsWkt << layer.m_fieldNames << layer.m_fieldTypes << qint32(layer.m_pointType)
+        << qint32(layer.m_pointSize);
+    sink.pen(layer.m_pointBorderPen);
+    sink.brush(layer.m_pointFillBrush);
+    out << layer.m_markerAnchor;
+    sink.pixmap(layer.m_markerIcon);
+    sink.pen(layer.m_linePen);
+    sink.pen(layer.m_polygonBorderPen);
+    // The point fill brush is stored a second time where a polygon fill
+    // could be; the polygon fill keeps its default on loading.
+    sink.brush(layer.m_pointFillBrush);
+    out << layer.m_labelFont << layer.m_labelTextClr << layer.m_labelOutlineClr << layer.m_antiAliasing
+        << layer.m_showLabels << qint32(layer.m_charSet) << qint32(layer.m_labelMode) << layer.m_labelField
+        << qint32(layer.m_collects.size());
+    for (const kstVectorCollect* collect : layer.m_collects)
+        writeCollect(sink, *collect);
+}
+
+// Writes one record through a sink of its own.
+template <class Record, class Write>
+QDataStream& writeRecord(QDataStream& out, const Record& record, Write write)
+{
+    RecordSink sink(out);
+    write(sink, record);
+    return out;
+}
+
+// --- Shape records -----------------------------------------------------------
+
+// Every shape record ends with the visible flag; then the extent follows the
+// geometry that was read.
+void finishShape(kstRecordReader& r, kstVectorShape& shape)
+{
+    shape.setShapeVisible(r.boolean());
+    shape.updateExtent();
+}
+
+void readPoint(kstRecordReader& r, VectorPoint& point)
+{
+    const QPointF geo = r.pointF();
+    const qint32 type = r.i32();
+    const qint32 size = r.i32();
+    QPen pen;
+    QBrush brush;
+    QPixmap icon;
+    r.pen(pen);
+    r.brush(brush);
+    const QPoint anchor = r.point();
+    r.pixmap(icon);
+    point.setGeoData(geo);
+    point.setPointType(type);
+    point.setPointStyleDirect(size, pen, brush);
+    point.setMarkerStyleDirect(type, icon, anchor);
+    finishShape(r, point);
+}
+
+void readLine(kstRecordReader& r, VectorLine& line)
+{
+    QVector<QPointF> points;
+    QPen pen;
+    r.points(points);
+    r.pen(pen);
+    line.setGeoData(points);
+    line.setStyleDirect(pen);
+    finishShape(r, line);
+}
+
+// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
+template <class AreaShape, class Geometry>
+void readAreaShape(kstRecordReader& r, AreaShape& shape, const Geometry& geometry)
+{
+    QPen pen;
+    QBrush brush;
+    r.pen(pen);
+    r.brush(brush);
+    shape.setGeoData(geometry);
+    shape.setStyleDirect(pen, brush);
+    finishShape(r, shape);
+}
+
+void readPolygon(kstRecordReader& r, VectorPolygon& polygon)
+{
+    Polygon__ geometry;
+    r.streamed(geometry);
+    readAreaShape(r, polygon, geometry);
+}
+
+void readRect(kstRecordReader& r, VectorRect& rect)
+{
+    QVector<QPointF> corners;
+    r.points(corners);
+    readAreaShape(r, rect, QPolygonF(corners));
+}
+
+void readCircle(kstRecordReader& r, VectorCircle& circle)
+{
+    Circle__ geometry;
+    r.streamed(geometry);
+    readAreaShape(r, circle, geometry);
+}
+
+void readShape(kstRecordReader& r, kstVectorShape& shape)
 {
     switch (shape.shapeType()) {
-    case kstVectorShape::Type_Point: return in >> static_cast<VectorPoint&>(shape);
-    case kstVectorShape::Type_Line: return in >> static_cast<VectorLine&>(shape);
-    case kstVectorShape::Type_Polygon: return in >> static_cast<VectorPolygon&>(shape);
-    case kstVectorShape::Type_Rect: return in >> static_cast<VectorRect&>(shape);
-    case kstVectorShape::Type_Circle: return in >> static_cast<VectorCircle&>(shape);
-    default: return in;
+    case kstVectorShape::Type_Point: return readPoint(r, static_cast<VectorPoint&>(shape));
+    case kstVectorShape::Type_Line: return readLine(r, static_cast<VectorLine&>(shape));
+    case kstVectorShape::Type_Polygon: return readPolygon(r, static_cast<VectorPolygon&>(shape));
+    case kstVectorShape::Type_Rect: return readRect(r, static_cast<VectorRect&>(shape));
+    case kstVectorShape::Type_Circle: return readCircle(r, static_cast<VectorCircle&>(shape));
+    default: return;
     }
+}
+
+// Reads one shape record of the stream into `shape`.
+template <class Shape>
+QDataStream& readShapeRecord(QDataStream& in, Shape& shape)
+{
+    RecordSource(in, false).read([&](kstRecordReader& r) {
+        readShape(r, shape);
+        return r.ok();
+    });
+    return in;
+}
+
+// --- Collect and layer records -----------------------------------------------
+
+bool readCollect(kstRecordReader& r, kstVectorCollect& collect)
+{
+    collect.m_fid = quint64(r.i64());
+    collect.m_text = r.string();
+    collect.m_geometryType = r.i32();
+    r.variantMap(collect.m_fields);
+    const qint32 count = r.i32();
+    for (qint32 i = 0; i < count && r.ok(); ++i) {
+        const qint32 kind = r.i32();
+        kstVectorShape* shape = r.ok() ? newShapeOfKind(kind) : nullptr;
+        if (!shape)
+            continue; // unknown kinds carry no data the reader could skip
+        shape->setShapeCollect(&collect, i);
+        readShape(r, *shape);
+        collect.m_shapes.append(shape);
+    }
+    return r.ok();
+}
+
+// The collect's shapes list is emptied first; shapes of an earlier attempt
+// at the same record are the reader's own and are deleted.
+bool readCollectRecord(RecordSource& source, kstVectorCollect& collect)
+{
+    bool retry = false;
+    return source.read([&](kstRecordReader& r) {
+        if (retry)
+            qDeleteAll(collect.m_shapes);
+        retry = true;
+        collect.m_shapes.clear();
+        return readCollect(r, collect);
+    });
+}
+
+// Fields 1 to 21 and the collect count.
+bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
+{
+    layer.m_name = r.string();
+    layer.m_srsWkt = r.string();
+    r.strings(layer.m_fieldNames);
+    r.ints(layer.m_fieldTypes);
+    layer.m_pointType = r.i32();
+    layer.m_pointSize = r.i32();
+    r.pen(layer.m_pointBorderPen);
+    r.brush(layer.m_pointFillBrush);
+    layer.m_markerAnchor = r.point();
+    r.pixmap(layer.m_markerIcon);
+    r.pen(layer.m_linePen);
+    r.pen(layer.m_polygonBorderPen);
+    // The point fill brush is stored a second time where a polygon fill
+    // could be; the polygon fill keeps its default.
+    r.brush(layer.m_pointFillBrush);
+    r.font(layer.m_labelFont);
+    r.color(layer.m_labelTextClr);
+    r.color(layer.m_labelOutlineClr);
+    layer.m_antiAliasing = r.boolean();
+    layer.m_showLabels = r.boolean();
+    layer.m_charSet = r.i32();
+    layer.m_labelMode = r.i32();
+    layer.m_labelField = r.string();
+    count = r.i32();
+    return r.ok();
+}
+
+// Collects come in ascending fid order, so they mostly go to the end of the
+// map; a later collect with the same fid replaces the earlier one.
+void addCollect(QMap<quint64, kstVectorCollect*>& collects, kstVectorCollect* collect)
+{
+    const quint64 fid = collect->m_fid;
+    if (collects.isEmpty() || (collects.constEnd() - 1).key() < fid) {
+        collects.insert(collects.constEnd(), fid, collect);
+        return;
+    }
+    auto it = collects.find(fid);
+    if (it == collects.end()) {
+        collects.insert(fid, collect);
+        return;
+    }
+    kstVectorCollect::destroyCollect(it.value());
+    it.value() = collect;
+}
+
+// Reads a layer record. A damaged collect and everything after it are left
+// out; false when the layer's own fields are damaged.
+bool readLayer(RecordSource& source, kstVectorLayer& layer)
+{
+    qint32 count = 0;
+    const bool fields = source.read([&](kstRecordReader& r) { return readLayerFields(r, layer, count); });
+    layer.m_collects.clear();
+    if (!fields)
+        return false;
+    for (qint32 i = 0; i < count; ++i) {
+        kstVectorCollect* collect = kstVectorCollect::newCollect();
+        collect->m_layer = &layer;
+        if (!readCollectRecord(source, *collect)) {
+            kstVectorCollect::destroyCollect(collect);
+            break;
+        }
+        addCollect(layer.m_collects, collect);
+    }
+    return true;
 }
 
 struct Header
@@ -142,21 +541,15 @@ struct Header
     GCP rb;
 };
 
-constexpr qint64 kHeaderBytes = 8 + 4 + 4 + 16 + 16;
-
-// Opens a layers file, reads `bytes` of it (all with -1) into memory, so that
-// every check of the reader is bounded by the file's own size, and checks
-// the magic number.
-bool openLayersFile(const QString& file, qint64 bytes, QBuffer& buffer, QDataStream& in, Header& header)
+// Opens a layers file and reads its header.
+bool openLayersFile(const QString& file, QFile& device, QDataStream& in, Header& header)
 {
-    QFile device(file);
-    if (!device.open(QIODevice::ReadOnly)) {
+    device.setFileName(file);
+    if (!device.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         qDebug().noquote() << "open layers buf file error:" + device.errorString();
         return false;
     }
-    buffer.setData(bytes < 0 ? device.readAll() : device.read(bytes));
-    buffer.open(QIODevice::ReadOnly);
-    in.setDevice(&buffer);
+    in.setDevice(&device);
     prepare(in);
     qint64 magic = 0;
     in >> magic;
@@ -174,187 +567,77 @@ bool openLayersFile(const QString& file, qint64 bytes, QBuffer& buffer, QDataStr
 
 QDataStream& operator<<(QDataStream& out, const VectorPoint& point)
 {
-    return out << point.geoData() << qint32(point.pointType()) << qint32(point.pointSize()) << point.pointBorderPen()
-               << point.pointFillBrush() << point.markerAnchor() << point.markerIcon() << point.isShapeVisible();
+    return writeRecord(out, point, writePoint);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorPoint& point)
 {
-    QPointF geo;
-    qint32 type = 0, size = 0;
-    QPen pen;
-    QBrush brush;
-    QPoint anchor;
-    QPixmap icon;
-    in >> geo >> type >> size;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    in >> anchor;
-    readChecked(in, icon, kstStreamCheck::Pixmap);
-    point.setGeoData(geo);
-    point.setPointType(type);
-    point.setPointStyleDirect(size, pen, brush);
-    point.setMarkerStyleDirect(type, icon, anchor);
-    finishShape(in, point);
-    return in;
+    return readShapeRecord(in, point);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorLine& line)
 {
-    return out << line.geoData() << line.linePen() << line.isShapeVisible();
+    return writeRecord(out, line, writeLine);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorLine& line)
 {
-    QVector<QPointF> points;
-    QPen pen;
-    readPoints(in, points);
-    readChecked(in, pen, kstStreamCheck::Pen);
-    line.setGeoData(points);
-    line.setStyleDirect(pen);
-    finishShape(in, line);
-    return in;
-}
-
-// Polygons, rectangles and circles: geometry, border pen, fill brush, visible.
-template <class AreaShape>
-QDataStream& writeAreaShape(QDataStream& out, const AreaShape& shape)
-{
-    return out << shape.geoData() << shape.borderPen() << shape.fillBrush() << shape.isShapeVisible();
-}
-
-template <class AreaShape, class Geometry>
-QDataStream& readAreaShape(QDataStream& in, AreaShape& shape, const Geometry& geometry)
-{
-    QPen pen;
-    QBrush brush;
-    readChecked(in, pen, kstStreamCheck::Pen);
-    readChecked(in, brush, kstStreamCheck::Brush);
-    shape.setGeoData(geometry);
-    shape.setStyleDirect(pen, brush);
-    finishShape(in, shape);
-    return in;
+    return readShapeRecord(in, line);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorPolygon& polygon)
 {
-    return writeAreaShape(out, polygon);
+    return writeRecord(out, polygon, writePolygon);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorPolygon& polygon)
 {
-    Polygon__ geometry;
-    in >> geometry;
-    return readAreaShape(in, polygon, geometry);
+    return readShapeRecord(in, polygon);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorRect& rect)
 {
-    return writeAreaShape(out, rect);
+    return writeRecord(out, rect, writeRect);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorRect& rect)
 {
-    QVector<QPointF> corners;
-    readPoints(in, corners);
-    return readAreaShape(in, rect, QPolygonF(corners));
+    return readShapeRecord(in, rect);
 }
 
 QDataStream& operator<<(QDataStream& out, const VectorCircle& circle)
 {
-    return writeAreaShape(out, circle);
+    return writeRecord(out, circle, writeCircle);
 }
 
 QDataStream& operator>>(QDataStream& in, VectorCircle& circle)
 {
-    Circle__ geometry;
-    in >> geometry;
-    return readAreaShape(in, circle, geometry);
+    return readShapeRecord(in, circle);
 }
 
 // --- Collects and layers -------------------------------------------------
 
 QDataStream& operator<<(QDataStream& out, const kstVectorCollect& collect)
 {
-    out << qint64(collect.m_fid) << collect.m_text << qint32(collect.m_geometryType) << collect.m_fields
-        << qint32(collect.m_shapes.size());
-    for (const kstVectorShape* shape : collect.m_shapes)
-        writeShape(out, *shape);
-    return out;
+    return writeRecord(out, collect, writeCollect);
 }
 
 QDataStream& operator>>(QDataStream& in, kstVectorCollect& collect)
 {
-    qint64 fid = 0;
-    qint32 type = 0, count = 0;
-    in >> fid >> collect.m_text >> type;
-    collect.m_fid = quint64(fid);
-    collect.m_geometryType = type;
-    collect.m_fields.clear();
-    readChecked(in, collect.m_fields, kstStreamCheck::VariantMap);
-    collect.m_shapes.clear();
-    if (!readCount(in, count, kMinShapeBytes))
-        return in;
-    for (qint32 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
-        qint32 kind = -1;
-        in >> kind;
-        kstVectorShape* shape = newShapeOfKind(kind);
-        if (!shape)
-            continue; // unknown kinds carry no data the reader could skip
-        shape->setShapeCollect(&collect, i);
-        readShape(in, *shape);
-        collect.m_shapes.append(shape);
-    }
+    RecordSource source(in, false);
+    readCollectRecord(source, collect);
     return in;
 }
 
 QDataStream& operator<<(QDataStream& out, const kstVectorLayer& layer)
 {
-    out << layer.m_name << layer.m_srsWkt << layer.m_fieldNames << layer.m_fieldTypes << qint32(layer.m_pointType)
-        << qint32(layer.m_pointSize) << layer.m_pointBorderPen << layer.m_pointFillBrush << layer.m_markerAnchor
-        << layer.m_markerIcon << layer.m_linePen << layer.m_polygonBorderPen
-        // The point fill brush is stored a second time where a polygon fill
-        // could be; the polygon fill keeps its default on loading.
-        << layer.m_pointFillBrush << layer.m_labelFont << layer.m_labelTextClr << layer.m_labelOutlineClr
-        << layer.m_antiAliasing << layer.m_showLabels << qint32(layer.m_charSet) << qint32(layer.m_labelMode)
-        << layer.m_labelField << qint32(layer.m_collects.size());
-    for (const kstVectorCollect* collect : layer.m_collects)
-        out << *collect;
-    return out;
+    return writeRecord(out, layer, writeLayer);
 }
 
 QDataStream& operator>>(QDataStream& in, kstVectorLayer& layer)
 {
-    qint32 pointType = 0, pointSize = 0, charSet = 0, labelMode = 0, count = 0;
-    in >> layer.m_name >> layer.m_srsWkt;
-    readStrings(in, layer.m_fieldNames);
-    readInts(in, layer.m_fieldTypes);
-    in >> pointType >> pointSize;
-    readChecked(in, layer.m_pointBorderPen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_pointFillBrush, kstStreamCheck::Brush);
-    in >> layer.m_markerAnchor;
-    readChecked(in, layer.m_markerIcon, kstStreamCheck::Pixmap);
-    readChecked(in, layer.m_linePen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_polygonBorderPen, kstStreamCheck::Pen);
-    readChecked(in, layer.m_pointFillBrush, kstStreamCheck::Brush);
-    readChecked(in, layer.m_labelFont, kstStreamCheck::Font);
-    in >> layer.m_labelTextClr >> layer.m_labelOutlineClr >> layer.m_antiAliasing
-       >> layer.m_showLabels >> charSet >> labelMode >> layer.m_labelField;
-    layer.m_pointType = pointType;
-    layer.m_pointSize = pointSize;
-    layer.m_charSet = charSet;
-    layer.m_labelMode = labelMode;
-    layer.m_collects.clear();
-    if (!readCount(in, count, kMinCollectBytes))
-        return in;
-    for (qint32 i = 0; i < count && in.status() == QDataStream::Ok; ++i) {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = &layer;
-        in >> *collect;
-        // A later collect with the same fid replaces the earlier one.
-        kstVectorCollect::destroyCollect(layer.m_collects.take(collect->m_fid));
-        layer.m_collects.insert(collect->m_fid, collect);
-    }
+    RecordSource source(in, false);
+    readLayer(source, layer);
     return in;
 }
 
@@ -374,12 +657,14 @@ bool kstVectorLayer::saveLayers(const QList<kstVectorLayer*>& layers, const QStr
     for (const kstVectorLayer* layer : layers)
         collects += layer->m_collects.size();
 
-    QDataStream out(&device);
+    BlockWriter blocks(device);
+    QDataStream out(&blocks);
     prepare(out);
     out << quint64(magicNum_) << qint32(layers.size()) << collects << lt << rb;
+    RecordSink sink(out);
     for (const kstVectorLayer* layer : layers)
-        out << *layer;
-    if (out.status() != QDataStream::Ok || !device.commit()) {
+        writeLayer(sink, *layer);
+    if (out.status() != QDataStream::Ok || !blocks.flushBlock() || !device.commit()) {
         qDebug().noquote() << "write layers buf file error:" + device.errorString();
         return false;
     }
@@ -388,17 +673,20 @@ bool kstVectorLayer::saveLayers(const QList<kstVectorLayer*>& layers, const QStr
 
 bool kstVectorLayer::loadLayers(QList<kstVectorLayer*>& layers, const QString& file)
 {
-    QBuffer buffer;
+    QFile device;
     QDataStream in;
     Header header;
-    if (!openLayersFile(file, -1, buffer, in, header))
+    if (!openLayersFile(file, device, in, header))
         return false;
     layers.clear();
-    if (!kstStreamCheck::fits(in, header.layerCount, kMinLayerBytes))
-        return true;
+    // Layers and collects before a damaged record are kept.
+    RecordSource source(in, true);
     for (qint32 i = 0; i < header.layerCount && in.status() == QDataStream::Ok; ++i) {
         kstVectorLayer* layer = newLayer();
-        in >> *layer;
+        if (!readLayer(source, *layer)) {
+            destoryLayer(layer);
+            break;
+        }
         layers.append(layer);
     }
     return true;
@@ -407,10 +695,10 @@ bool kstVectorLayer::loadLayers(QList<kstVectorLayer*>& layers, const QString& f
 bool kstVectorLayer::getLayersExtent(const QString& file, kstGeographicalCoordinatesPoint& lt,
                                      kstGeographicalCoordinatesPoint& rb)
 {
-    QBuffer buffer;
+    QFile device;
     QDataStream in;
     Header header;
-    if (!openLayersFile(file, kHeaderBytes, buffer, in, header))
+    if (!openLayersFile(file, device, in, header))
         return false;
     lt = header.lt;
     rb = header.rb;
