@@ -86,6 +86,19 @@ int styleOffset(double value)
     return stylePixels(value, -kMaxStylePixels, kMaxStylePixels);
 }
 
+// Source coordinates larger than this are on no map in any unit (the
+// equator is 4e10 mm long).
+constexpr double kMaxSourceCoordinate = 1e12;
+
+bool withinSourceBounds(int n, const double* xs, const double* ys)
+{
+    for (int i = 0; i < n; ++i) {
+        if (!(std::abs(xs[i]) <= kMaxSourceCoordinate && std::abs(ys[i]) <= kMaxSourceCoordinate))
+            return false;
+    }
+    return true;
+}
+
 // The projection of shapes read without a view configuration.
 kstProjection* fallbackProjection()
 {
@@ -527,6 +540,12 @@ bool kstVectorFileImport::toWgs84(int n, double* xs, double* ys)
         return false;
     }
     if (m_toWgs84 && n > 0) {
+        // GDAL wraps Web Mercator x into longitudes step by step: time grows
+        // with the value, and values beyond any real map would stall the worker.
+        if (!withinSourceBounds(n, xs, ys)) {
+            qDebug().noquote() << "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!";
+            return false;
+        }
         CPLErrorReset();
         if (!m_toWgs84->Transform(n, xs, ys))
             qDebug().noquote() << QStringLiteral("Transform failed:") + QString::fromUtf8(CPLGetLastErrorMsg());
