@@ -15,7 +15,6 @@
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
 #include <QTime>
 
 #include <cpl_conv.h>
@@ -97,6 +96,11 @@ bool withinSourceBounds(int n, const double* xs, const double* ys)
             return false;
     }
     return true;
+}
+
+void logUnrepresentable()
+{
+    qDebug().noquote() << "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!";
 }
 
 // The projection of shapes read without a view configuration.
@@ -543,7 +547,7 @@ bool kstVectorFileImport::toWgs84(int n, double* xs, double* ys)
         // GDAL wraps Web Mercator x into longitudes step by step: time grows
         // with the value, and values beyond any real map would stall the worker.
         if (!withinSourceBounds(n, xs, ys)) {
-            qDebug().noquote() << "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!";
+            logUnrepresentable();
             return false;
         }
         CPLErrorReset();
@@ -552,7 +556,7 @@ bool kstVectorFileImport::toWgs84(int n, double* xs, double* ys)
     }
     // Points that failed to transform come back as infinities and go here.
     if (!representable(n, xs, ys)) {
-        qDebug().noquote() << "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!";
+        logUnrepresentable();
         return false;
     }
     return true;
