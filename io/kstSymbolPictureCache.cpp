@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QImageReader>
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -87,8 +88,9 @@ bool kstSymbolPictureCache::readFile(const QString& id, const QString& path, QBy
         refuse("symbol file too large", id);
         return false;
     }
-    // The file may grow while it is read: never more than the limit.
-    bytes.resize(int(kMaxFileBytes) + 1);
+    // The file may grow while it is read: never more than its size then, and
+    // never more than the limit.
+    bytes.resize(int(std::min<qint64>(status.st_size, kMaxFileBytes)) + 1);
     qint64 total = 0;
     while (total < bytes.size()) {
         const ssize_t n = ::read(file.fd, bytes.data() + total, size_t(bytes.size() - total));

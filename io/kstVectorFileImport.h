@@ -60,6 +60,13 @@ class VectorPolygon;
 // it at the end of the import; each layer handed over by layerImport belongs
 // to the receiver. importFailed is declared for hosts that report failures
 // through the same object; the importer itself never emits it.
+//
+// Hostile data gets a bounded outcome: parts with coordinates the map
+// projection cannot represent are left out with a debug line; pen widths and
+// point sizes from styles are clamped to [0, 512] pixels and symbol anchors to
+// [-512, 512]; symbol pictures are read through kstSymbolPictureCache (inside
+// the data source's folder only, bounded in size, decoded once per import).
+// Nothing on the worker makes a QPixmap: point markers are QImages.
 class KSTVECTOR_EXPORT kstVectorFileImport : public QObject
 {
     Q_OBJECT
