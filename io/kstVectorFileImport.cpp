@@ -110,6 +110,47 @@ kstProjection* fallbackProjection()
     return &projection;
 }
 
+struct CslDestroyer
+{
+    void operator()(char** list) const { CSLDestroy(list); }
+};
+using CslList = std::unique_ptr<char*, CslDestroyer>;
+
+// One tool's text ("PEN(c:#ff0000,w:2px)") with each parameter given once,
+// at its last place. GDAL takes the last value of a parameter given twice but
+// loses the memory of the earlier string values, so a tool is rebuilt before
+// GDAL parses it; the text is split the way GDAL splits it.
+QByteArray withoutRepeatedParameters(const char* tool)
+{
+    const int keepText = CSLT_HONOURSTRINGS | CSLT_PRESERVEQUOTES | CSLT_PRESERVEESCAPES;
+    const CslList parts(CSLTokenizeString2(tool, "()", keepText));
+    if (CSLCount(parts.get()) != 2)
+        return QByteArray(tool); // GDAL reads no parameters from it
+    const CslList pairs(CSLTokenizeString2(parts.get()[1], ",", keepText | CSLT_STRIPLEADSPACES | CSLT_STRIPENDSPACES));
+    const int count = CSLCount(pairs.get());
+    QList<QByteArray> keys;
+    QList<QByteArray> kept;
+    for (int i = 0; i < count; ++i) {
+        const CslList keyValue(CSLTokenizeString2(pairs.get()[i], ":",
+                                                  CSLT_HONOURSTRINGS | CSLT_STRIPLEADSPACES | CSLT_STRIPENDSPACES
+                                                      | CSLT_ALLOWEMPTYTOKENS));
+        const int n = CSLCount(keyValue.get());
+        if (n < 1 || n > 2)
+            continue; // GDAL skips these as well
+        const QByteArray key = QByteArray(keyValue.get()[0]).toUpper();
+        const int earlier = keys.indexOf(key);
+        if (earlier >= 0) {
+            keys.removeAt(earlier);
+            kept.removeAt(earlier);
+        }
+        keys.append(key);
+        kept.append(QByteArray(pairs.get()[i]));
+    }
+    if (kept.size() == count)
+        return QByteArray(tool);
+    return QByteArray(parts.get()[0]) + '(' + kept.join(',') + ')';
+}
+
 // Walks the tools of a style string in order; `apply` returns false to end
 // the walk. Each tool is deleted after use.
 template <class Apply>
@@ -121,6 +162,16 @@ void walkStyleTools(const QString& style, Apply apply)
     const int count = manager.GetPartCount(nullptr);
     for (int i = 0; i < count; ++i) {
         std::unique_ptr<OGRStyleTool> tool(manager.GetPart(i, nullptr));
+        if (!tool)
+            continue;
+        // An unparsed tool gives back its text as it came.
+        const char* text = tool->GetStyleString();
+        const QByteArray once = withoutRepeatedParameters(text);
+        if (once != text) {
+            OGRStyleMgr rebuilt(nullptr);
+            rebuilt.InitStyleString(once.constData());
+            tool.reset(rebuilt.GetPart(0, nullptr));
+        }
         if (!tool)
             continue;
         if (!apply(tool.get()))

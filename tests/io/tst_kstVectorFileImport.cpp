@@ -911,7 +911,8 @@ void tst_kstVectorFileImport::symbolPicturesAreSharedAndBounded()
 }
 
 // Lengths in style strings become integers within [0, 512] pixels and anchors
-// within [-512, 512], whatever the text says (1e20, inf, nan, other units).
+// within [-512, 512], whatever the text says (1e20, inf, nan, other units);
+// repeated parameters neither leak nor confuse.
 void tst_kstVectorFileImport::extremeStyleLengthsAreClamped()
 {
     const QString folder = m_dir.filePath(QStringLiteral("extreme"));
@@ -924,7 +925,9 @@ void tst_kstVectorFileImport::extremeStyleLengthsAreClamped()
                                                 "PEN(c:#ff0000,w:-1e20px)", "PEN(c:#ff0000,w:1e300g)",
                                                 "SYMBOL(id:\"flag.png\",dx:1e20px,dy:-infpx)"}));
     OGRLayer* lines = createLayer(dataSource.get(), "lines", {}, nullptr, 0);
-    for (const char* style : {"PEN(c:#ff0000,w:1e20px)", "PEN(w:infpx)", "PEN(w:7.9999999px)", "PEN(w:-1e20px)"})
+    for (const char* style : {"PEN(c:#ff0000,w:1e20px)", "PEN(w:infpx)", "PEN(w:7.9999999px)", "PEN(w:-1e20px)",
+                              // A parameter given twice counts once, with its last value.
+                              "PEN(c:#ff0000,cap:r,w:2px,C:#0000ff,cap:b,id:\"ogr-pen-1\",w:5px,id:\"ogr-pen-2\")"})
         addFeature(lines, "LINESTRING(0 0,1 1)", [style](OGRFeature& f) { f.SetStyleString(style); });
 
     const Import imported(dataSource.release(), {0, 1});
@@ -938,6 +941,11 @@ void tst_kstVectorFileImport::extremeStyleLengthsAreClamped()
     const int widths[] = {512, 512, 8, QPen().width()};
     for (int i = 0; i < 4; ++i)
         QCOMPARE(imported.shape<VectorLine>(i, 0, 1)->linePen().width(), widths[i]);
+    const QPen twice = imported.shape<VectorLine>(4, 0, 1)->linePen();
+    QCOMPARE(twice.color(), QColor(Qt::blue));
+    QCOMPARE(twice.width(), 5);
+    QCOMPARE(twice.style(), Qt::DashLine);
+    QCOMPARE(twice.capStyle(), Qt::FlatCap);
 
     // Point sizes set directly are bounded too.
     VectorPoint point(QPointF(0, 0), nullptr);
