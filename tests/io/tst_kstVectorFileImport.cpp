@@ -871,6 +871,7 @@ void tst_kstVectorFileImport::fifoSymbolNeverBlocksTheWorker()
     QVERIFY(!freed);
     QVERIFY(!stopped.isImporting());
     QCOMPARE(stopped.names().last(), QStringLiteral("stoped"));
+    QVERIFY(stopped.wait()); // takes the partly read layer
 }
 
 // Each symbol file is decoded once per import, and all points using it (also
