@@ -15,8 +15,6 @@
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
-#include <QPixmap>
 #include <QTime>
 
 #include <cpl_conv.h>
@@ -27,8 +25,10 @@
 #include <ogr_geometry.h>
 #include <ogrsf_frmts.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 namespace Kestrum {
@@ -57,14 +57,98 @@ QColor colorFromOGR(const char* text)
     return QColor(red, green, blue, alpha);
 }
 
-// The integer part of a length a style tool gives in pixels. Lengths that
-// were stored in other units come back with rounding noise (5 px written as
+// The integer part of a length a style tool gives in pixels, within
+// [low, high] (infinities give the bounds, NaN gives 0 within them). Lengths
+// stored in other units come back with rounding noise (5 px written as
 // millimetres reads back as 4.99996 px), so a value that close to a whole
 // number is taken as that number.
-int wholePixels(double value)
+int stylePixels(double value, int low, int high)
 {
+    if (std::isnan(value))
+        return std::clamp(0, low, high);
     const double nearest = std::round(value);
-    return std::abs(value - nearest) < 1e-3 ? int(nearest) : int(value);
+    const double whole = std::abs(value - nearest) < 1e-3 ? nearest : std::trunc(value);
+    return int(std::clamp(whole, double(low), double(high)));
+}
+
+// Pen widths and point sizes, and symbol anchors (which may lie outside the
+// picture), in pixels.
+constexpr int kMaxStylePixels = VectorPoint::kMaxPointSize;
+
+int styleLength(double value)
+{
+    return stylePixels(value, 0, kMaxStylePixels);
+}
+
+int styleOffset(double value)
+{
+    return stylePixels(value, -kMaxStylePixels, kMaxStylePixels);
+}
+
+// Source coordinates larger than this are on no map in any unit (the
+// equator is 4e10 mm long).
+constexpr double kMaxSourceCoordinate = 1e12;
+
+bool withinSourceBounds(int n, const double* xs, const double* ys)
+{
+    for (int i = 0; i < n; ++i) {
+        if (!(std::abs(xs[i]) <= kMaxSourceCoordinate && std::abs(ys[i]) <= kMaxSourceCoordinate))
+            return false;
+    }
+    return true;
+}
+
+void logUnrepresentable()
+{
+    qDebug().noquote() << "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!";
+}
+
+// The projection of shapes read without a view configuration.
+kstProjection* fallbackProjection()
+{
+    static kstWebMercatorProjection projection;
+    return &projection;
+}
+
+struct CslDestroyer
+{
+    void operator()(char** list) const { CSLDestroy(list); }
+};
+using CslList = std::unique_ptr<char*, CslDestroyer>;
+
+// One tool's text ("PEN(c:#ff0000,w:2px)") with each parameter given once,
+// at its last place. GDAL takes the last value of a parameter given twice but
+// loses the memory of the earlier string values, so a tool is rebuilt before
+// GDAL parses it; the text is split the way GDAL splits it.
+QByteArray withoutRepeatedParameters(const char* tool)
+{
+    const int keepText = CSLT_HONOURSTRINGS | CSLT_PRESERVEQUOTES | CSLT_PRESERVEESCAPES;
+    const CslList parts(CSLTokenizeString2(tool, "()", keepText));
+    if (CSLCount(parts.get()) != 2)
+        return QByteArray(tool); // GDAL reads no parameters from it
+    const CslList pairs(CSLTokenizeString2(parts.get()[1], ",", keepText | CSLT_STRIPLEADSPACES | CSLT_STRIPENDSPACES));
+    const int count = CSLCount(pairs.get());
+    QList<QByteArray> keys;
+    QList<QByteArray> kept;
+    for (int i = 0; i < count; ++i) {
+        const CslList keyValue(CSLTokenizeString2(pairs.get()[i], ":",
+                                                  CSLT_HONOURSTRINGS | CSLT_STRIPLEADSPACES | CSLT_STRIPENDSPACES
+                                                      | CSLT_ALLOWEMPTYTOKENS));
+        const int n = CSLCount(keyValue.get());
+        if (n < 1 || n > 2)
+            continue; // GDAL skips these as well
+        const QByteArray key = QByteArray(keyValue.get()[0]).toUpper();
+        const int earlier = keys.indexOf(key);
+        if (earlier >= 0) {
+            keys.removeAt(earlier);
+            kept.removeAt(earlier);
+        }
+        keys.append(key);
+        kept.append(QByteArray(pairs.get()[i]));
+    }
+    if (kept.size() == count)
+        return QByteArray(tool);
+    return QByteArray(parts.get()[0]) + '(' + kept.join(',') + ')';
 }
 
 // Walks the tools of a style string in order; `apply` returns false to end
@@ -78,6 +162,16 @@ void walkStyleTools(const QString& style, Apply apply)
     const int count = manager.GetPartCount(nullptr);
     for (int i = 0; i < count; ++i) {
         std::unique_ptr<OGRStyleTool> tool(manager.GetPart(i, nullptr));
+        if (!tool)
+            continue;
+        // An unparsed tool gives back its text as it came.
+        const char* text = tool->GetStyleString();
+        const QByteArray once = withoutRepeatedParameters(text);
+        if (once != text) {
+            OGRStyleMgr rebuilt(nullptr);
+            rebuilt.InitStyleString(once.constData());
+            tool.reset(rebuilt.GetPart(0, nullptr));
+        }
         if (!tool)
             continue;
         if (!apply(tool.get()))
@@ -233,6 +327,7 @@ void kstVectorFileImport::doImport()
     m_sourceDir = source.isDir() ? source.absoluteFilePath() : source.absolutePath();
     m_dataSourceStyleTable = m_dataSource->GetStyleTable();
     m_styleTableSaved = false;
+    m_symbols.reset(m_sourceDir);
 
     const int n = m_layerIndices.size();
     for (int i = 0; i < n; ++i) {
@@ -250,6 +345,7 @@ void kstVectorFileImport::doImport()
         if (m_stop) {
             m_dataSourceStyleTable = nullptr;
             m_dataSource.reset();
+            m_symbols.reset(QString());
             leaveWorker();
             emit importStoped();
             return;
@@ -259,6 +355,7 @@ void kstVectorFileImport::doImport()
     emit importProgress(int(m_progressMax), QStringLiteral("正在关闭矢量文件..."));
     m_dataSourceStyleTable = nullptr;
     m_dataSource.reset();
+    m_symbols.reset(QString());
     leaveWorker();
     emit importProgress(100, QStringLiteral("矢量文件加载完成！"));
     emit importFinished();
@@ -301,8 +398,7 @@ kstVectorLayer* kstVectorFileImport::layerFromOGR(OGRLayer* ogrLayer, int index,
     }
 
     // Without a view configuration shapes convert like shapes on no view.
-    static kstWebMercatorProjection fallbackProjection;
-    kstProjection* projection = m_projection ? m_projection : &fallbackProjection;
+    kstProjection* projection = shapeProjection();
     const kstMeterPerPixle__ mpp = m_resolution ? m_meterPerPixel : kstTileResulotion().mpp(0);
 
     ogrLayer->ResetReading();
@@ -353,6 +449,11 @@ kstVectorLayer* kstVectorFileImport::layerFromOGR(OGRLayer* ogrLayer, int index,
 void kstVectorFileImport::beginLayer(OGRLayer* ogrLayer, kstTextCode::CharSet charSet)
 {
     endLayer();
+    const kstProjection* projection = shapeProjection();
+    const kstPlaneCoordinatesPoint lt = projection->forward(projection->ltGcp());
+    const kstPlaneCoordinatesPoint rb = projection->forward(projection->rbGcp());
+    const double extent = std::max({std::abs(lt.x()), std::abs(lt.y()), std::abs(rb.x()), std::abs(rb.y())});
+    m_planeLimit = std::isfinite(extent) ? 3.0 * extent : std::numeric_limits<double>::max();
     if (const OGRSpatialReference* srs = ogrLayer->GetSpatialRef()) {
         m_sourceSrs.reset(srs->Clone());
         m_sourceSrs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
@@ -493,12 +594,43 @@ bool kstVectorFileImport::toWgs84(int n, double* xs, double* ys)
         qDebug().noquote() << QStringLiteral("OGRCreateCoordinateTransformation failed:") + m_toWgs84Error;
         return false;
     }
-    if (!m_toWgs84 || n == 0)
-        return true;
-    CPLErrorReset();
-    if (!m_toWgs84->Transform(n, xs, ys))
-        qDebug().noquote() << QStringLiteral("Transform failed:") + QString::fromUtf8(CPLGetLastErrorMsg());
+    if (m_toWgs84 && n > 0) {
+        // GDAL wraps Web Mercator x into longitudes step by step: time grows
+        // with the value, and values beyond any real map would stall the worker.
+        if (!withinSourceBounds(n, xs, ys)) {
+            logUnrepresentable();
+            return false;
+        }
+        CPLErrorReset();
+        if (!m_toWgs84->Transform(n, xs, ys))
+            qDebug().noquote() << QStringLiteral("Transform failed:") + QString::fromUtf8(CPLGetLastErrorMsg());
+    }
+    // Points that failed to transform come back as infinities and go here.
+    if (!representable(n, xs, ys)) {
+        logUnrepresentable();
+        return false;
+    }
     return true;
+}
+
+bool kstVectorFileImport::representable(int n, const double* xs, const double* ys) const
+{
+    const kstProjection* projection = shapeProjection();
+    for (int i = 0; i < n; ++i) {
+        const double lon = xs[i];
+        const double lat = ys[i];
+        if (!(std::abs(lon) <= 180.0 && std::abs(lat) <= 90.0)) // NaN fails too
+            return false;
+        const kstPlaneCoordinatesPoint pcp = projection->forward(kstGeographicalCoordinatesPoint(lon, lat));
+        if (!(std::abs(pcp.x()) <= m_planeLimit && std::abs(pcp.y()) <= m_planeLimit))
+            return false;
+    }
+    return true;
+}
+
+kstProjection* kstVectorFileImport::shapeProjection() const
+{
+    return m_projection ? m_projection : fallbackProjection();
 }
 
 bool kstVectorFileImport::shapeDataFromOGR(OGRPoint* point, QPointF& data)
@@ -702,18 +834,19 @@ void kstVectorFileImport::setShapeStyleFromOGR(VectorPoint* point, const char* s
             const char* id = symbol->Id(unset);
             if (unset || !id)
                 return false;
-            const QImage picture(m_sourceDir + QLatin1Char('/') + QString::fromUtf8(id));
-            // A missing or unreadable picture leaves the point as it is.
-            if (picture.isNull())
+            // A missing, refused or unreadable picture leaves the point as it is.
+            const kstSymbolPictureCache::Picture picture = m_symbols.picture(QString::fromUtf8(id));
+            if (picture.image.isNull())
                 return false;
             point->setPointType(1);
-            point->setMarkerIcon(QPixmap::fromImage(picture));
-            QPoint anchor(picture.width() / 2, picture.height() / 2);
+            point->setMarkerImage(picture.image);
+            QPoint anchor(picture.image.width() / 2, picture.image.height() / 2);
             GBool dyUnset = TRUE;
             const double dy = symbol->SpacingY(dyUnset);
             if (!dyUnset) {
+                // Offsets are file pixels; the picture may have been scaled down.
                 GBool dxUnset = TRUE;
-                anchor = QPoint(wholePixels(symbol->SpacingX(dxUnset)), wholePixels(dy));
+                anchor = QPoint(styleOffset(symbol->SpacingX(dxUnset) * picture.scale), styleOffset(dy * picture.scale));
             }
             point->setMarkerAnchor(anchor);
             return false;
@@ -732,7 +865,7 @@ void kstVectorFileImport::setShapeStyleFromOGR(VectorPoint* point, const char* s
             GBool widthUnset = TRUE;
             const double width = pen->Width(widthUnset);
             if (!widthUnset)
-                point->setPointSize(wholePixels(width));
+                point->setPointSize(styleLength(width));
             return false;
         }
         return true;
@@ -781,7 +914,7 @@ QPen kstVectorFileImport::stylePenFromOGR(OGRStylePen* ogrPen)
         pen.setColor(colorFromOGR(color));
     const double width = ogrPen->Width(unset);
     if (!unset && width >= 0)
-        pen.setWidth(wholePixels(width));
+        pen.setWidth(styleLength(width));
     ogrPen->Pattern(unset);
     pen.setStyle(unset ? Qt::SolidLine : Qt::DashLine);
     const char* id = ogrPen->Id(unset);

@@ -3,6 +3,7 @@
 #include "kstVectorGlobal.h"
 
 #include "kstGeometryRecords.h"
+#include "kstSymbolPictureCache.h"
 #include "kstTextCode.h"
 
 #include <QBrush>
@@ -59,6 +60,13 @@ class VectorPolygon;
 // it at the end of the import; each layer handed over by layerImport belongs
 // to the receiver. importFailed is declared for hosts that report failures
 // through the same object; the importer itself never emits it.
+//
+// Hostile data gets a bounded outcome: parts with coordinates the map
+// projection cannot represent are left out with a debug line; pen widths and
+// point sizes from styles are clamped to [0, 512] pixels and symbol anchors to
+// [-512, 512]; symbol pictures are read through kstSymbolPictureCache (inside
+// the data source's folder only, bounded in size, decoded once per import).
+// Nothing on the worker makes a QPixmap: point markers are QImages.
 class KSTVECTOR_EXPORT kstVectorFileImport : public QObject
 {
     Q_OBJECT
@@ -174,8 +182,12 @@ private:
     void beginLayer(OGRLayer* ogrLayer, kstTextCode::CharSet charSet);
     void endLayer();
     // Brings n points of the current layer to WGS84 in place; false when no
-    // transformation to WGS84 can be made.
+    // transformation to WGS84 can be made or when a point is one the map
+    // projection cannot represent.
     bool toWgs84(int n, double* xs, double* ys);
+    bool representable(int n, const double* xs, const double* ys) const;
+    // The projection shapes are prepared for: the view's, or Web Mercator.
+    kstProjection* shapeProjection() const;
     // A text attribute as the bytes of the source file: GDAL hands some
     // drivers' text over recoded to UTF-8, and that recoding is undone here.
     QByteArray sourceText(const char* text) const;
@@ -187,6 +199,11 @@ private:
     bool m_toWgs84Failed = false;
     QString m_toWgs84Error;
     bool m_styleTableSaved = false;
+    kstSymbolPictureCache m_symbols;
+    // Largest plane coordinate (either axis) a shape may have: three times
+    // the projection's valid area, so that pixel coordinates stay well within
+    // integers at the finest zoom level.
+    double m_planeLimit = 0;
     // iconv name of the encoding GDAL recoded the current layer's text from
     // (empty: the text arrives as stored).
     QByteArray m_sourceEncoding;

@@ -55,6 +55,24 @@ QString saveSymbolFile(const QString& folder, const QPixmap& symbol)
     return file;
 }
 
+// Painted as it is stored, so that drawing converts nothing.
+QImage paintableImage(const QImage& image)
+{
+    return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+}
+
+int boundedPointSize(int size)
+{
+    return std::clamp(size, 0, VectorPoint::kMaxPointSize);
+}
+
+// One picture shared by all points with the default marker.
+const QImage& defaultMarker()
+{
+    static const QImage marker = paintableImage(kstVectorStyle::markerIcon_default);
+    return marker;
+}
+
 } // namespace
 
 VectorPoint::VectorPoint(const QPointF& geo, kstVectorEditLayer* layer)
@@ -63,7 +81,7 @@ VectorPoint::VectorPoint(const QPointF& geo, kstVectorEditLayer* layer)
     , m_pointSize(int(kstVectorStyle::pointSize_default))
     , m_pointBorderPen(kstVectorStyle::pointBorderPen_default)
     , m_pointFillBrush(kstVectorStyle::pointFillBrush_default)
-    , m_markerIcon(QPixmap::fromImage(kstVectorStyle::markerIcon_default))
+    , m_markerIcon(defaultMarker())
     , m_markerAnchor(kstVectorStyle::markerAnchor_default)
 {
     m_shapeType = Type_Point;
@@ -78,6 +96,7 @@ void VectorPoint::setPointType(int type)
 
 void VectorPoint::setPointSize(int size)
 {
+    size = boundedPointSize(size);
     if (size == m_pointSize)
         return;
     m_pointSize = size;
@@ -100,14 +119,19 @@ void VectorPoint::setPointFillBrush(const QBrush& brush)
 
 void VectorPoint::setMarkerIcon(const QPixmap& icon)
 {
-    m_markerIcon = icon;
+    setMarkerImage(icon.toImage());
+}
+
+void VectorPoint::setMarkerImage(const QImage& image)
+{
+    m_markerIcon = paintableImage(image);
     updateBoundingRect(kstMeterPerPixle__(), nullptr);
     updateShapePath();
 }
 
 void VectorPoint::setPointStyleDirect(int size, const QPen& pen, const QBrush& brush)
 {
-    m_pointSize = size;
+    m_pointSize = boundedPointSize(size);
     m_pointBorderPen = pen;
     m_pointFillBrush = brush;
 }
@@ -115,13 +139,13 @@ void VectorPoint::setPointStyleDirect(int size, const QPen& pen, const QBrush& b
 void VectorPoint::setMarkerStyleDirect(int, const QPixmap& icon, const QPoint& anchor)
 {
     m_markerAnchor = anchor;
-    m_markerIcon = icon;
+    m_markerIcon = paintableImage(icon.toImage());
 }
 
 QPixmap VectorPoint::symbolPixmap() const
 {
     if (m_pointType != 0)
-        return m_markerIcon;
+        return QPixmap::fromImage(m_markerIcon);
     // The circle with room for its outline.
     const int side = m_pointBorderPen.width() + m_pointSize;
     QPixmap pixmap(side, side);
@@ -213,7 +237,7 @@ void VectorPoint::drawShape(QPainter* painter)
 {
     painter->setRenderHint(QPainter::Antialiasing, antiAliasiing());
     if (m_pointType != 0) {
-        painter->drawPixmap(m_brc.topLeft(), m_markerIcon);
+        painter->drawImage(m_brc.topLeft(), m_markerIcon);
         return;
     }
     painter->setPen(m_pointBorderPen);
@@ -239,7 +263,7 @@ QImage VectorPoint::icon()
         painter.setBrush(m_pointFillBrush);
         painter.drawEllipse(QPointF(side * 0.5, side * 0.5), radius, radius);
     } else if (m_pointType == 1) {
-        painter.drawPixmap(QRect(0, 0, side, side), m_markerIcon);
+        painter.drawImage(QRect(0, 0, side, side), m_markerIcon);
     }
     return image;
 }
@@ -379,7 +403,7 @@ kstVectorShape* VectorPoint::clone()
     point->setPointBorderPen(m_pointBorderPen);
     point->setPointFillBrush(m_pointFillBrush);
     point->setMarkerAnchor(m_markerAnchor);
-    point->setMarkerIcon(m_markerIcon);
+    point->setMarkerImage(m_markerIcon);
     return point;
 }
 

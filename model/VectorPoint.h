@@ -3,6 +3,7 @@
 #include "kstVectorShape.h"
 
 #include <QBrush>
+#include <QImage>
 #include <QPen>
 #include <QPixmap>
 #include <QPoint>
@@ -16,9 +17,16 @@ namespace Kestrum {
 // (point type 0) or as a marker picture whose anchor pixel sits on the point
 // (any other type). The item sits on the point itself, so its pixel point is
 // always the item origin.
+//
+// The marker picture is kept as a QImage, so points can be built and styled
+// on worker threads (importers); markerIcon() makes a pixmap of it and is for
+// the GUI thread only.
 class KSTVECTOR_EXPORT VectorPoint : public kstVectorShape
 {
 public:
+    // Largest point size in pixels; larger sizes are taken as this one.
+    static constexpr int kMaxPointSize = 512;
+
     VectorPoint(const QPointF& geo, kstVectorEditLayer* layer);
 
     int pointType() const { return m_pointType; }
@@ -30,8 +38,12 @@ public:
     void setPointBorderPen(const QPen& pen);
     QBrush pointFillBrush() const { return m_pointFillBrush; }
     void setPointFillBrush(const QBrush& brush);
-    QPixmap markerIcon() const { return m_markerIcon; }
+    QPixmap markerIcon() const { return QPixmap::fromImage(m_markerIcon); }
     void setMarkerIcon(const QPixmap& icon);
+    // The marker picture itself; safe off the GUI thread. The picture is
+    // shared, not copied, by points given the same image.
+    QImage markerImage() const { return m_markerIcon; }
+    void setMarkerImage(const QImage& image);
     QPoint markerAnchor() const { return m_markerAnchor; }
     void setMarkerAnchor(const QPoint& anchor) { m_markerAnchor = anchor; }
     // Bulk setters for loaders: no comparison, nothing recomputed.
@@ -87,7 +99,7 @@ private:
     int m_pointSize;
     QPen m_pointBorderPen;
     QBrush m_pointFillBrush;
-    QPixmap m_markerIcon;
+    QImage m_markerIcon;
     QPoint m_markerAnchor;
 };
 

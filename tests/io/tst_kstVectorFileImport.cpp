@@ -2,6 +2,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "kstCodePage.h"
+#include "kstSymbolPictureCache.h"
 #include "kstTextCode.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
@@ -18,8 +19,17 @@
 #include <ogr_featurestyle.h>
 #include <ogrsf_frmts.h>
 
+#include <atomic>
+#include <cmath>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Kestrum;
 
@@ -107,8 +117,8 @@ public:
             onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
         });
         const auto log = [this](const char* name, int progress = -1, const QString& detail = QString()) {
-            const QMutexLocker lock(&m_mutex);
-            m_log.append({QString::fromLatin1(name), progress, detail, thread()});
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_log.push_back({QString::fromLatin1(name), progress, detail, thread()});
         };
         const auto direct = Qt::DirectConnection;
         connect(this, &kstVectorFileImport::importStarted, &m_host, [log] { log("started"); }, direct);
@@ -127,12 +137,15 @@ public:
 
     QList<Signal> log() const
     {
-        const QMutexLocker lock(&m_mutex);
-        return m_log;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        QList<Signal> copy;
+        for (const Signal& s : m_log)
+            copy.append(s);
+        return copy;
     }
     void clearLog()
     {
-        const QMutexLocker lock(&m_mutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_log.clear();
     }
     QStringList names() const
@@ -181,8 +194,9 @@ private:
     kstWebMercatorProjection m_projection;
     kstTileResulotion m_resolution;
     QObject m_host;
-    mutable QMutex m_mutex;
-    QList<Signal> m_log;
+    // A standard mutex, which ThreadSanitizer sees (it does not see inside Qt).
+    mutable std::mutex m_mutex;
+    std::vector<Signal> m_log; // not shared with copies: appending never touches what the GUI thread reads
 };
 
 QVector<QPointF> points(std::initializer_list<QPointF> list)
@@ -211,8 +225,16 @@ private slots:
     void penAndBrushReaders();
     void styleReferencesAndWalkRules();
     void stylesFromMapInfoAndKml();
+    void symbolFilesStayInTheDataFolder();
+    void fifoSymbolNeverBlocksTheWorker();
+    void symbolPicturesAreSharedAndBounded();
+    void extremeStyleLengthsAreClamped();
+    void unrepresentableCoordinatesAreRefused();
 
 private:
+    // A memory data source in `folder` with one layer of points, one per style.
+    GDALDataset* styledPoints(const QString& folder, const QList<QByteArray>& styles,
+                              const char* wkt = "POINT(1 1)");
     QTemporaryDir m_dir;
 };
 
@@ -742,6 +764,254 @@ void tst_kstVectorFileImport::stylesFromMapInfoAndKml()
         QCOMPARE(imported.shape<VectorPoint>(2)->markerAnchor(), QPoint(5, 3));
         QCOMPARE(imported.shape<VectorLine>(3)->linePen(), QPen(Qt::red, 3));
     }
+}
+
+GDALDataset* tst_kstVectorFileImport::styledPoints(const QString& folder, const QList<QByteArray>& styles,
+                                                   const char* wkt)
+{
+    DatasetPtr dataSource = createVector("Memory", folder + QStringLiteral("/points"));
+    OGRLayer* layer = createLayer(dataSource.get(), "points", {}, nullptr, 0);
+    for (const QByteArray& style : styles)
+        addFeature(layer, wkt, [&style](OGRFeature& f) { f.SetStyleString(style.constData()); });
+    return dataSource.release();
+}
+
+// Symbol ids are paths relative to the data source's folder: files outside
+// it (by "..", by a link), folders, devices and oversized files are refused
+// with one debug line per import and leave the default look; missing files
+// and files that are no picture leave it silently.
+void tst_kstVectorFileImport::symbolFilesStayInTheDataFolder()
+{
+    const QString folder = m_dir.filePath(QStringLiteral("symbols/data"));
+    QVERIFY(QDir().mkpath(folder + QStringLiteral("/sub")));
+    QImage picture(6, 4, QImage::Format_ARGB32);
+    picture.fill(Qt::red);
+    QVERIFY(picture.save(m_dir.filePath(QStringLiteral("symbols/outside.png"))));
+    QVERIFY(picture.save(folder + QStringLiteral("/sub/inside.png")));
+    QVERIFY(QFile::link(m_dir.filePath(QStringLiteral("symbols/outside.png")), folder + QStringLiteral("/link.png")));
+    QVERIFY(QFile::link(QStringLiteral("sub/inside.png"), folder + QStringLiteral("/good_link.png")));
+    QFile big(folder + QStringLiteral("/big.png"));
+    QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(kstSymbolPictureCache::kMaxFileBytes + 1));
+    big.close();
+    QFile text(folder + QStringLiteral("/text.png"));
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("no picture") > 0);
+    text.close();
+
+    QVERIFY(QFile::link(QStringLiteral("/dev/zero"), folder + QStringLiteral("/zero")));
+    const QList<QByteArray> refused = {"../outside.png", "link.png", "sub", "big.png", "zero"};
+    // Ids are relative even with a leading slash: "/etc/hostname" is no file of the folder.
+    const QList<QByteArray> silent = {"missing.png", "text.png", "/etc/hostname"};
+    QList<QByteArray> styles;
+    for (const QByteArray& id : refused + silent + QList<QByteArray>{"sub/../sub/inside.png", "good_link.png"})
+        styles << "SYMBOL(id:\"" + id + "\")" << "SYMBOL(id:\"" + id + "\")"; // each twice: one line per import
+    const char* why[] = {"symbol file outside the data folder", "symbol file outside the data folder",
+                         "symbol is not a regular file", "symbol file too large"};
+    for (int i = 0; i < 4; ++i)
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(QStringLiteral("kstSymbolPictureCache::picture:%1:%2")
+                                                        .arg(QLatin1String(why[i]), QString::fromUtf8(refused[i]))));
+    // Outside the folder once the link is resolved, though under it by name.
+    QTest::ignoreMessage(QtDebugMsg, "kstSymbolPictureCache::picture:symbol file outside the data folder:zero");
+
+    const Import imported(styledPoints(folder, styles));
+    QVERIFY(imported.ok);
+    const VectorPoint plain(QPointF(0, 0), nullptr);
+    const int plainCount = (refused.size() + silent.size()) * 2;
+    QCOMPARE(imported.collects().size(), plainCount + 4);
+    for (int i = 0; i < plainCount; ++i) {
+        const VectorPoint* point = imported.shape<VectorPoint>(i);
+        QCOMPARE(point->pointType(), plain.pointType());
+        QCOMPARE(point->markerImage(), plain.markerImage());
+    }
+    for (int i = plainCount; i < plainCount + 4; ++i) {
+        QCOMPARE(imported.shape<VectorPoint>(i)->pointType(), 1);
+        QCOMPARE(imported.shape<VectorPoint>(i)->markerImage().size(), QSize(6, 4));
+    }
+}
+
+// A symbol naming a FIFO would block a plain open() until a writer comes;
+// the import goes on, and stopImport returns. Should the worker hang, a
+// watchdog writes to the FIFO to free it, so the test fails instead of hanging.
+void tst_kstVectorFileImport::fifoSymbolNeverBlocksTheWorker()
+{
+    const QString folder = m_dir.filePath(QStringLiteral("fifo"));
+    QVERIFY(QDir().mkpath(folder));
+    const QByteArray fifo = QFile::encodeName(folder + QStringLiteral("/pipe.png"));
+    QCOMPARE(::mkfifo(fifo.constData(), 0600), 0);
+
+    std::atomic<bool> done{false};
+    std::atomic<bool> freed{false};
+    std::thread watchdog([&] {
+        for (int i = 0; i < 200 && !done; ++i)
+            QThread::msleep(50);
+        while (!done) {
+            const int fd = ::open(fifo.constData(), O_WRONLY | O_NONBLOCK);
+            if (fd >= 0) {
+                freed = true;
+                ::close(fd);
+            }
+            QThread::msleep(50);
+        }
+    });
+
+    QTest::ignoreMessage(QtDebugMsg, "kstSymbolPictureCache::picture:symbol is not a regular file:pipe.png");
+    {
+        const Import finished(styledPoints(folder, QVector<QByteArray>(5, "SYMBOL(id:\"pipe.png\")").toList()));
+        QVERIFY(finished.ok);
+        QCOMPARE(finished.collects().size(), 5);
+        QCOMPARE(finished.shape<VectorPoint>(4)->pointType(), 0);
+    }
+    QTest::ignoreMessage(QtDebugMsg, "kstSymbolPictureCache::picture:symbol is not a regular file:pipe.png");
+    Import stopped;
+    stopped.featureDelayUs = 100;
+    stopped.startImport(styledPoints(folder, QVector<QByteArray>(2000, "SYMBOL(id:\"pipe.png\")").toList()), {0});
+    QVERIFY(QTest::qWaitFor([&stopped] { return stopped.log().size() > 20; }, 10000));
+    stopped.stopImport();
+    done = true;
+    watchdog.join();
+    QVERIFY(!freed);
+    QVERIFY(!stopped.isImporting());
+    QCOMPARE(stopped.names().last(), QStringLiteral("stoped"));
+    QVERIFY(stopped.wait()); // takes the partly read layer
+}
+
+// Each symbol file is decoded once per import, and all points using it (also
+// through another spelling of its path) share that one image. Pictures larger
+// than 512 pixels are scaled down, and their anchors with them.
+void tst_kstVectorFileImport::symbolPicturesAreSharedAndBounded()
+{
+    const QString folder = m_dir.filePath(QStringLiteral("shared"));
+    QVERIFY(QDir().mkpath(folder));
+    QImage flag(12, 8, QImage::Format_ARGB32);
+    flag.fill(QColor(0, 128, 0));
+    QVERIFY(flag.save(folder + QStringLiteral("/flag.png")));
+    QImage banner(1536, 600, QImage::Format_RGB32);
+    banner.fill(Qt::blue);
+    QVERIFY(banner.save(folder + QStringLiteral("/banner.png")));
+    QVERIFY(banner.save(folder + QStringLiteral("/banner.bmp")));
+
+    QString multipoint = QStringLiteral("MULTIPOINT(");
+    for (int i = 0; i < 50; ++i)
+        multipoint += QStringLiteral("%1(%2 %2)").arg(i ? "," : "").arg(i * 0.1);
+    multipoint += QLatin1Char(')');
+    DatasetPtr dataSource(styledPoints(folder, {"SYMBOL(id:\"flag.png\")", "SYMBOL(id:\"./flag.png\",dx:2px,dy:1px)"},
+                                       multipoint.toLatin1().constData()));
+    OGRLayer* layer = dataSource->GetLayer(0);
+    for (const char* style : {"SYMBOL(id:\"banner.png\",dx:1536px,dy:300px)", "SYMBOL(id:\"banner.bmp\")"})
+        addFeature(layer, "POINT(1 1)", [style](OGRFeature& f) { f.SetStyleString(style); });
+
+    const Import imported(dataSource.release());
+    QVERIFY(imported.ok);
+    const qint64 key = imported.shape<VectorPoint>(0)->markerImage().cacheKey();
+    for (int collect = 0; collect < 2; ++collect) {
+        QCOMPARE(imported.collects().at(collect)->m_shapes.size(), 50);
+        for (int i = 0; i < 50; ++i)
+            QCOMPARE(imported.shape<VectorPoint>(collect, i)->markerImage().cacheKey(), key);
+    }
+    QCOMPARE(imported.shape<VectorPoint>(0)->markerImage().pixelColor(3, 3), QColor(0, 128, 0));
+    QCOMPARE(imported.shape<VectorPoint>(1, 49)->markerAnchor(), QPoint(2, 1));
+    const VectorPoint* scaled = imported.shape<VectorPoint>(2);
+    QCOMPARE(scaled->markerImage().size(), QSize(512, 200));
+    QCOMPARE(scaled->markerAnchor(), QPoint(512, 100));
+    QCOMPARE(scaled->brc(), QRectF(-512, -100, 512, 200));
+    QCOMPARE(imported.shape<VectorPoint>(3)->markerImage().size(), QSize(512, 200)); // decoded whole, then scaled
+    QCOMPARE(imported.shape<VectorPoint>(3)->markerAnchor(), QPoint(256, 100));
+}
+
+// Lengths in style strings become integers within [0, 512] pixels and anchors
+// within [-512, 512], whatever the text says (1e20, inf, nan, other units);
+// repeated parameters neither leak nor confuse.
+void tst_kstVectorFileImport::extremeStyleLengthsAreClamped()
+{
+    const QString folder = m_dir.filePath(QStringLiteral("extreme"));
+    QVERIFY(QDir().mkpath(folder));
+    QImage flag(12, 8, QImage::Format_ARGB32);
+    flag.fill(Qt::red);
+    QVERIFY(flag.save(folder + QStringLiteral("/flag.png")));
+    DatasetPtr dataSource(styledPoints(folder, {"PEN(c:#ff0000,w:1e20px)", "PEN(c:#ff0000,w:infpx)",
+                                                "PEN(c:#ff0000,w:20000px)", "PEN(c:#ff0000,w:nanpx)",
+                                                "PEN(c:#ff0000,w:-1e20px)", "PEN(c:#ff0000,w:1e300g)",
+                                                "SYMBOL(id:\"flag.png\",dx:1e20px,dy:-infpx)"}));
+    OGRLayer* lines = createLayer(dataSource.get(), "lines", {}, nullptr, 0);
+    for (const char* style : {"PEN(c:#ff0000,w:1e20px)", "PEN(w:infpx)", "PEN(w:7.9999999px)", "PEN(w:-1e20px)",
+                              // A parameter given twice counts once, with its last value.
+                              "PEN(c:#ff0000,cap:r,w:2px,C:#0000ff,cap:b,id:\"ogr-pen-1\",w:5px,id:\"ogr-pen-2\")"})
+        addFeature(lines, "LINESTRING(0 0,1 1)", [style](OGRFeature& f) { f.SetStyleString(style); });
+
+    const Import imported(dataSource.release(), {0, 1});
+    QVERIFY(imported.ok);
+    const int sizes[] = {512, 512, 512, 0, 0, 512};
+    for (int i = 0; i < 6; ++i)
+        QCOMPARE(imported.shape<VectorPoint>(i)->pointSize(), sizes[i]);
+    // The symbol picture on export stays as small as the size allows.
+    QVERIFY(imported.shape<VectorPoint>(2)->symbolPixmap().width() <= 513);
+    QCOMPARE(imported.shape<VectorPoint>(6)->markerAnchor(), QPoint(512, -512));
+    const int widths[] = {512, 512, 8, QPen().width()};
+    for (int i = 0; i < 4; ++i)
+        QCOMPARE(imported.shape<VectorLine>(i, 0, 1)->linePen().width(), widths[i]);
+    const QPen twice = imported.shape<VectorLine>(4, 0, 1)->linePen();
+    QCOMPARE(twice.color(), QColor(Qt::blue));
+    QCOMPARE(twice.width(), 5);
+    QCOMPARE(twice.style(), Qt::DashLine);
+    QCOMPARE(twice.capStyle(), Qt::FlatCap);
+
+    // Point sizes set directly are bounded too.
+    VectorPoint point(QPointF(0, 0), nullptr);
+    point.setPointSize(20000);
+    QCOMPARE(point.pointSize(), VectorPoint::kMaxPointSize);
+    point.setPointStyleDirect(-3, QPen(), QBrush());
+    QCOMPARE(point.pointSize(), 0);
+}
+
+// A part whose coordinates the map projection cannot represent (not numbers,
+// beyond the globe, at a pole where Web Mercator has no plane point) is left
+// out with a debug line; the other parts of the geometry still give shapes.
+void tst_kstVectorFileImport::unrepresentableCoordinatesAreRefused()
+{
+    DatasetPtr dataSource = createVector("Memory", m_dir.filePath(QStringLiteral("far")));
+    OGRLayer* layer = createLayer(dataSource.get(), "far");
+    const char* wkts[] = {
+        "POINT(1e300 10)",
+        "LINESTRING(0 0,181 0)",
+        "POLYGON((0 0,10 0,10 95,0 0))",
+        "POINT(0 -90)",
+        "POINT(0 89.999)",
+        "MULTIPOINT(1 1,1e300 1,2 2)",
+        "POLYGON((0 0,10 0,10 10,0 0),(1 1,2 1,2 1e300,1 1))", // the hole is dropped
+        "POINT(-180 -89.9)", // far south, still on the map's plane
+    };
+    for (const char* wkt : wkts)
+        addFeature(layer, wkt);
+    OGRLineString notANumber;
+    notANumber.addPoint(0.0, 0.0);
+    notANumber.addPoint(1.0, std::nan(""));
+    addFeature(layer, "", [&notANumber](OGRFeature& f) { f.SetGeometry(&notANumber); });
+    for (int i = 0; i < 8; ++i)
+        QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!");
+
+    const Import imported(dataSource.release());
+    QVERIFY(imported.ok);
+    QCOMPARE(imported.collects().size(), 3);
+    QCOMPARE(imported.collects().at(0)->m_shapes.size(), 2);
+    QCOMPARE(imported.shape<VectorPoint>(0, 1)->geoData(), QPointF(2, 2));
+    const Polygon__ polygon = imported.shape<VectorPolygon>(1)->geoData();
+    QVERIFY(polygon.outer.size() == 3 && polygon.inner.isEmpty());
+    QCOMPARE(imported.shape<VectorPoint>(2)->geoData(), QPointF(-180, -89.9));
+
+    // Projected coordinates beyond any map are refused before GDAL sees them
+    // (its Web Mercator transformation takes seconds for 1e16 and longer for
+    // more); those that fail to transform are refused after it.
+    DatasetPtr projected = createVector("Memory", m_dir.filePath(QStringLiteral("far3857")));
+    OGRLayer* mercator = createLayer(projected.get(), "far", {}, nullptr, 3857);
+    addFeature(mercator, "LINESTRING(0 0,1e30 1e30)");
+    addFeature(mercator, "LINESTRING(0 0,1e17 0)");
+    addFeature(mercator, "POINT(0 1e10)"); // the pole
+    addFeature(createLayer(projected.get(), "utm", {}, nullptr, 32650), "POINT(1e9 0)");
+    for (int i = 0; i < 4; ++i)
+        QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::shapeDataFromOGR:coordinates the map projection cannot represent!");
+    QTest::ignoreMessage(QtDebugMsg, QRegularExpression("^Transform failed:"));
+    const Import failed(projected.release(), {0, 1});
+    QVERIFY(failed.ok);
+    QCOMPARE(failed.collects(0).size() + failed.collects(1).size(), 0);
 }
 
 QTEST_MAIN(tst_kstVectorFileImport)
