@@ -3,6 +3,7 @@
 #include "kstVectorLayer.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <gdal_priv.h>
 
@@ -23,11 +24,19 @@ SHPFileExport::SHPFileExport(QObject* parent)
 OGRLayer* SHPFileExport::getLayer(kstVectorLayer* layer)
 {
     OGRLayer* ogrLayer = kstVectorFileExport::getLayer(layer);
-    // Beside the layer's shapefile when the export path is a folder; a path
-    // naming one .shp file gives a path that cannot be opened, and no file.
-    QFile cpg(QStringLiteral("%1/%2.cpg").arg(QString::fromUtf8(m_dataSource->GetDescription()), layer->m_name));
-    if (cpg.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        cpg.write(kstTextCode::shpCPGString(m_charset).toUtf8());
+    const QByteArray codePage = kstTextCode::shpCPGString(m_charset).toUtf8();
+    // Beside the layer's shapefile when the export path is a folder.
+    const QString source = QString::fromUtf8(m_dataSource->GetDescription());
+    QFile cpg(QStringLiteral("%1/%2.cpg").arg(source, layer->m_name));
+    if (cpg.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        cpg.write(codePage);
+        return ogrLayer;
+    }
+    // A path naming one .shp file: the driver has left an empty code-page
+    // file beside it, which would make readers guess the text's code page.
+    QFile driverCpg(QStringLiteral("%1/%2.cpg").arg(QFileInfo(source).path(), layer->m_name));
+    if (ogrLayer && driverCpg.exists() && driverCpg.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        driverCpg.write(codePage);
     return ogrLayer;
 }
 

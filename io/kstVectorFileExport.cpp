@@ -389,6 +389,10 @@ bool kstVectorFileExport::createDataSource()
     }
     const OptionsPtr options(optionList(m_dataSourceCreateOption));
     m_dataSource = driver->Create(m_exportPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, options.get());
+    // Some drivers fail without saying why; the failure still needs a text.
+    if (!m_dataSource && !*CPLGetLastErrorMsg())
+        CPLError(CE_Failure, CPLE_OpenFailed, "%s cannot create \"%s\"", driver->GetDescription(),
+                 m_exportPath.toUtf8().constData());
     return m_dataSource != nullptr;
 }
 
