@@ -14,6 +14,8 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDebug>
+#include <QDir>
+#include <QFileInfo>
 #include <QVariant>
 
 #include <cpl_error.h>
@@ -351,7 +353,8 @@ void kstVectorFileExport::doExport()
         return;
     }
     emit exportStarted();
-    m_dataSource->FlushCache();
+    if (!flushed())
+        return;
 
     const int n = m_layers.size();
     int i = 0;
@@ -364,7 +367,8 @@ void kstVectorFileExport::doExport()
             debugGdalError("SyncToDisk failed:");
         emit exportProgress(int(i * m_progressMax / n),
                             QStringLiteral("图层\"%1\"正在写入导出矢量文件，请稍候...").arg(layer->m_name));
-        m_dataSource->FlushCache();
+        if (!flushed())
+            return;
         if (m_stop) {
             leaveWorker();
             emit exportStoped();
@@ -373,9 +377,33 @@ void kstVectorFileExport::doExport()
     }
     genProjectionFile();
     emit exportProgress(int(m_progressMax), QStringLiteral("正在写入导出矢量文件，请稍候..."));
+    // Drivers that write the whole file when it is closed report there that
+    // it cannot be written.
+    CPLErrorReset();
+    closeDataSource();
+    if (writeFailed())
+        return;
     leaveWorker();
     emit exportProgress(100, QStringLiteral("矢量文件导出完成！"));
     emit exportFinished();
+}
+
+bool kstVectorFileExport::flushed()
+{
+    CPLErrorReset();
+    m_dataSource->FlushCache();
+    return !writeFailed();
+}
+
+bool kstVectorFileExport::writeFailed()
+{
+    const CPLErrorNum error = CPLGetLastErrorNo();
+    if (CPLGetLastErrorType() < CE_Failure || (error != CPLE_FileIO && error != CPLE_OpenFailed))
+        return false;
+    const QString detail = lastGdalError();
+    leaveWorker();
+    emit exportFailed(QStringLiteral("创建导出矢量数据文件失败：\n%1").arg(detail));
+    return true;
 }
 
 bool kstVectorFileExport::createDataSource()
@@ -389,6 +417,15 @@ bool kstVectorFileExport::createDataSource()
     }
     const OptionsPtr options(optionList(m_dataSourceCreateOption));
     m_dataSource = driver->Create(m_exportPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, options.get());
+    // A driver that writes its file only when it is closed accepts a folder
+    // that does not exist; the export would run for nothing.
+    const QFileInfo target(m_exportPath);
+    if (m_dataSource && !target.exists() && !target.absoluteDir().exists()) {
+        closeDataSource();
+        CPLErrorReset();
+        CPLError(CE_Failure, CPLE_OpenFailed, "Cannot create %s: the folder %s does not exist",
+                 m_exportPath.toUtf8().constData(), target.absolutePath().toUtf8().constData());
+    }
     // Some drivers fail without saying why; the failure still needs a text.
     if (!m_dataSource && !*CPLGetLastErrorMsg())
         CPLError(CE_Failure, CPLE_OpenFailed, "%s cannot create \"%s\"", driver->GetDescription(),

@@ -150,6 +150,12 @@ private:
     // quit and the object goes back to the application's main thread.
     void leaveWorker();
     void closeDataSource();
+    // Flushes the data source; false (and the export ended with
+    // exportFailed) when the file could not be written.
+    bool flushed();
+    // Ends the export with exportFailed when the last GDAL error says that
+    // the file cannot be written.
+    bool writeFailed();
     void preparePointStyles();
 };
 
