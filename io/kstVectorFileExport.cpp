@@ -439,18 +439,26 @@ OGRLayer* kstVectorFileExport::layerToOGR(kstVectorLayer* layer, int index, int 
     OGRLayer* ogrLayer = getLayer(layer);
     if (!ogrLayer)
         return nullptr;
+    // Databases write a layer's features in one transaction, not one each.
+    const bool transaction = m_dataSource->TestCapability(ODsCTransactions)
+        && m_dataSource->StartTransaction(FALSE) == OGRERR_NONE;
+    const auto commit = [this, transaction] {
+        if (transaction && m_dataSource->CommitTransaction() != OGRERR_NONE)
+            debugGdalError("CommitTransaction failed:");
+    };
     OGRStyleTable styleTable;
     OGRFeatureDefn* definition = ogrLayer->GetLayerDefn();
     m_pointStyleCount = m_lineStyleCount = m_areaStyleCount = 0;
 
     const int total = layer->m_collects.size();
+    const QString featureText = QStringLiteral("导出矢量图层 \"%1\" 要素：").arg(layer->m_name);
     int k = 0;
     for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
         if (!isVisible(kstVectorEditLayer::collectVisibleState(collect)))
             continue;
         ++k;
         emit exportProgress(int(k * m_progressMax / total / count + m_progressMax * index / count),
-                            QStringLiteral("导出矢量图层 \"%1\" 要素：%2").arg(layer->m_name).arg(collect->m_fid));
+                            featureText + QString::number(collect->m_fid));
         FeaturePtr feature(getFeature(collect, definition, &styleTable));
         if (!feature)
             continue;
@@ -460,9 +468,12 @@ OGRLayer* kstVectorFileExport::layerToOGR(kstVectorLayer* layer, int index, int 
         if (ogrLayer->CreateFeature(feature.get()) != OGRERR_NONE)
             debugGdalError("CreateFeature failed:");
         feature.reset();
-        if (m_stop)
+        if (m_stop) {
+            commit();
             return ogrLayer;
+        }
     }
+    commit();
     ogrLayer->SetStyleTable(&styleTable);
     return ogrLayer;
 }
