@@ -1,5 +1,6 @@
 #include "MIFFileExport.h"
 
+#include "kstMapInfoStyle.h"
 #include "kstVectorShape.h"
 
 namespace Kestrum {
@@ -20,7 +21,8 @@ OGRFeature* MIFFileExport::getFeature(kstVectorCollect* collect, OGRFeatureDefn*
 
 void MIFFileExport::setFeatureStyles(kstVectorCollect* collect, OGRFeature* feature, OGRLayer*, OGRStyleTable*)
 {
-    setDirectStyle(collect, feature, kstVectorShape::Color_RGB);
+    if (setDirectStyle(collect, feature, kstVectorShape::Color_RGB))
+        kstMapInfoStyle::addMapInfoIds(feature);
 }
 
 } // namespace Kestrum

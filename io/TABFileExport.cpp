@@ -1,5 +1,6 @@
 #include "TABFileExport.h"
 
+#include "kstMapInfoStyle.h"
 #include "kstVectorShape.h"
 
 namespace Kestrum {
@@ -20,7 +21,8 @@ OGRFeature* TABFileExport::getFeature(kstVectorCollect* collect, OGRFeatureDefn*
 
 void TABFileExport::setFeatureStyles(kstVectorCollect* collect, OGRFeature* feature, OGRLayer*, OGRStyleTable*)
 {
-    setDirectStyle(collect, feature, kstVectorShape::Color_RGB);
+    if (setDirectStyle(collect, feature, kstVectorShape::Color_RGB))
+        kstMapInfoStyle::addMapInfoIds(feature);
 }
 
 } // namespace Kestrum

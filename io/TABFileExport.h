@@ -5,7 +5,8 @@
 namespace Kestrum {
 
 // MapInfo TAB: the driver numbers the features; lines and areas carry their
-// styles directly, in colours without alpha; points carry none.
+// styles directly, in colours without alpha, with the MapInfo patterns named
+// beside the OGR ids; points carry none.
 class KSTVECTOR_EXPORT TABFileExport : public kstVectorFileExport
 {
     Q_OBJECT

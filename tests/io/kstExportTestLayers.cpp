@@ -111,7 +111,7 @@ VectorCircle* circle(double x, double y, double radius)
         data.ring.append(at(x + radius * std::cos(a), y + radius * std::sin(a)));
     }
     auto* c = new VectorCircle(data, nullptr);
-    c->setFillBrush(QBrush(QColor(0, 200, 100, 90)));
+    c->setFillBrush(QBrush(QColor(0, 200, 100, 90), Qt::FDiagPattern));
     c->setBorderPen(QPen(QColor(90, 0, 90), 1, Qt::DashLine));
     return c;
 }

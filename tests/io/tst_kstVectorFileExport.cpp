@@ -495,9 +495,10 @@ void tst_kstVectorFileExport::tabStylesHaveNoAlphaAndNoPoints()
     QCOMPARE(exporter.styles.size(), 4 + 2 + 3);
     for (int i = 0; i < 4; ++i)
         QVERIFY(exporter.styles.at(i).isEmpty());
-    QCOMPARE(exporter.styles.at(4), QStringLiteral("PEN(c:#008000,w:3px,id:\"ogr-pen-2\",cap:p,j:b)"));
-    QCOMPARE(exporter.styles.at(6),
-             QStringLiteral("Brush(fc:#ffff00,id:\"ogr-brush-0\");PEN(c:#000000,w:2px,id:\"ogr-pen-0\",cap:p,j:b)"));
+    // The driver is told the MapInfo pattern beside each OGR id.
+    QCOMPARE(exporter.styles.at(4), QStringLiteral("PEN(c:#008000,w:3px,id:\"mapinfo-pen-5,ogr-pen-2\",cap:p,j:b)"));
+    QCOMPARE(exporter.styles.at(6), QStringLiteral("Brush(fc:#ffff00,id:\"mapinfo-brush-2,ogr-brush-0\");"
+                                                   "PEN(c:#000000,w:2px,id:\"mapinfo-pen-2,ogr-pen-0\",cap:p,j:b)"));
     const QRegularExpression colour("#[0-9a-f]+");
     for (int i = 4; i < exporter.styles.size(); ++i) {
         auto it = colour.globalMatch(exporter.styles.at(i));

@@ -450,8 +450,28 @@ void tst_kstVectorFileExportFormats::roundTrip()
         QColor color(0, 128, 0, f.type == VectorFileExportFactory::Export_KML ? 200 : 255);
         QCOMPARE(pen.color(), color);
         QCOMPARE(pen.width(), 3);
-        if (f.type == VectorFileExportFactory::Export_KML)
+        const QPen dotted = static_cast<VectorLine*>(collects.at(firstLine + 1)->m_shapes.first())->linePen();
+        QCOMPARE(dotted.color().rgb(), QColor(10, 20, 250).rgb());
+        const int firstArea = int(std::find_if(expected.begin(), expected.end(), [](const Expected& e) {
+                                      return e.collect->m_geometryType == wkbPolygon;
+                                  }) - expected.begin());
+        const auto* area = static_cast<VectorPolygon*>(collects.at(firstArea)->m_shapes.first());
+        const auto* rect = static_cast<VectorPolygon*>(collects.at(firstArea + 1)->m_shapes.first());
+        if (f.type == VectorFileExportFactory::Export_KML) {
             QCOMPARE(static_cast<VectorPoint*>(collects.first()->m_shapes.first())->pointType(), 1);
+            QCOMPARE(area->fillBrush().color(), QColor(255, 255, 0, 128));
+        } else {
+            // MapInfo keeps the pen and brush patterns, without alpha.
+            QCOMPARE(pen.style(), Qt::DashLine);
+            QCOMPARE(dotted.style(), Qt::DotLine);
+            QCOMPARE(area->fillBrush(), QBrush(QColor(255, 255, 0)));
+            QCOMPARE(rect->fillBrush().style(), Qt::CrossPattern);
+            QCOMPARE(rect->fillBrush().color(), QColor(0, 0, 255));
+            QCOMPARE(rect->borderPen().width(), 4);
+            const auto* circle = static_cast<VectorPolygon*>(collects.at(firstArea + 2)->m_shapes.first());
+            QCOMPARE(circle->fillBrush().style(), Qt::FDiagPattern);
+            QCOMPARE(circle->borderPen().style(), Qt::DashLine);
+        }
     }
     destroy(imported);
     destroy(layers);
