@@ -15,6 +15,8 @@
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
+#include <QImage>
+#include <QPixmap>
 #include <QFileInfo>
 #include <QVariant>
 
@@ -136,8 +138,7 @@ QBrush areaFillBrush(kstVectorShape* shape)
     return ofArea(shape, [](auto* area) { return area->fillBrush(); });
 }
 
-template <class Picture>
-QByteArray bmpBytes(const Picture& picture)
+QByteArray bmpBytes(const QImage& picture)
 {
     QByteArray bytes;
     QBuffer buffer(&bytes);
@@ -146,10 +147,23 @@ QByteArray bmpBytes(const Picture& picture)
     return bytes;
 }
 
-// Two pictures are the same when their sizes, depths and BMP encodings agree.
-template <class Picture>
-bool samePicture(const Picture& a, const Picture& b)
+// Marker pictures are compared as images, whichever way they are kept.
+[[maybe_unused]] QImage imageOf(const QPixmap& picture)
 {
+    return picture.toImage();
+}
+
+[[maybe_unused]] QImage imageOf(const QImage& picture)
+{
+    return picture;
+}
+
+// Two pictures are the same when their sizes, depths and BMP encodings agree.
+template <class A, class B>
+bool samePicture(const A& first, const B& second)
+{
+    const QImage a = imageOf(first);
+    const QImage b = imageOf(second);
     return a.width() == b.width() && a.height() == b.height() && a.depth() == b.depth() && a.rect() == b.rect()
         && bmpBytes(a) == bmpBytes(b);
 }
