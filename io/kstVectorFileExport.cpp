@@ -322,8 +322,16 @@ void kstVectorFileExport::createLayerFields(OGRLayer* ogrLayer, kstVectorLayer* 
 {
     const int count = qMin(layer->m_fieldNames.size(), layer->m_fieldTypes.size());
     for (int j = 0; j < count; ++j) {
-        OGRFieldDefn definition(layer->m_fieldNames.at(j).toUtf8().constData(),
-                                OGRFieldType(layer->m_fieldTypes.at(j)));
+        const int type = layer->m_fieldTypes.at(j);
+        // A type code from a damaged file is no field type; drivers are not
+        // asked to create it.
+        if (type < 0 || type > OFTMaxType) {
+            CPLError(CE_Failure, CPLE_NotSupported, "Field %s has the unknown type %d",
+                     layer->m_fieldNames.at(j).toUtf8().constData(), type);
+            debugGdalError("CreateField failed:");
+            continue;
+        }
+        OGRFieldDefn definition(layer->m_fieldNames.at(j).toUtf8().constData(), OGRFieldType(type));
         if (ogrLayer->CreateField(&definition, TRUE) != OGRERR_NONE)
             debugGdalError("CreateField failed:");
     }

@@ -639,17 +639,22 @@ void tst_kstVectorFileExport::badInputEndsCleanly()
         QVERIFY2(ends.first().contains("No Such Driver"), qPrintable(ends.first()));
     }
 
-    // A layer without fields, an empty layer and an empty list are exported.
+    // A layer without fields, an empty layer, a field of no known type and an
+    // empty list are exported.
     kstVectorLayer* bare = makePointLayer("bare", 3);
     bare->m_fieldNames.clear();
     bare->m_fieldTypes.clear();
     kstVectorLayer* empty = makePointLayer("empty", 0);
-    QList<kstVectorLayer*> odd{bare, empty};
+    kstVectorLayer* broken = makePointLayer("broken", 2);
+    broken->m_fieldTypes[1] = 4711; // a type code no driver knows
+    QList<kstVectorLayer*> odd{bare, empty, broken};
     GeoPackageFileExport exporter;
     QCOMPARE(runExport(&exporter, path("odd.gpkg"), odd), QStringList({"started", "finished"}));
     const DatasetPtr file = openVector(path("odd.gpkg"));
     QCOMPARE(featureCount(file.get(), "bare"), 3);
     QCOMPARE(featureCount(file.get(), "empty"), 0);
+    QCOMPARE(featureCount(file.get(), "broken"), 2);
+    QCOMPARE(file->GetLayerByName("broken")->GetLayerDefn()->GetFieldCount(), 1);
     GeoPackageFileExport none;
     Recorder recorder(&none);
     QCOMPARE(runExport(&none, path("none.gpkg"), {}), QStringList({"started", "finished"}));
