@@ -1,5 +1,6 @@
 #include "kstImportCommand.h"
 
+#include "kstProgressBar.h"
 #include "kstTextCode.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
@@ -8,20 +9,14 @@
 #include "kstVectorShape.h"
 #include "kstWebMercatorProjection.h"
 
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QMap>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QTextStream>
 
 #include <cpl_error.h>
 #include <gdal.h>
 #include <gdal_priv.h>
-
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 using namespace Kestrum;
 
@@ -29,101 +24,6 @@ namespace {
 
 // Zoom level of the map view the imported shapes are prepared for.
 constexpr int kViewLevel = 12;
-
-// Terminal columns a text takes: East Asian wide characters take two.
-int columns(const QString& text)
-{
-    int n = 0;
-    for (const QChar c : text) {
-        const ushort u = c.unicode();
-        const bool wide = (u >= 0x1100 && u <= 0x115F) || (u >= 0x2E80 && u <= 0xA4CF) || (u >= 0xAC00 && u <= 0xD7A3)
-            || (u >= 0xF900 && u <= 0xFAFF) || (u >= 0xFE30 && u <= 0xFE4F) || (u >= 0xFF00 && u <= 0xFF60)
-            || (u >= 0xFFE0 && u <= 0xFFE6);
-        n += wide ? 2 : 1;
-    }
-    return n;
-}
-
-// The text cut to at most `width` terminal columns.
-QString fitted(const QString& text, int width)
-{
-    QString result;
-    for (const QChar c : text) {
-        if (columns(result + c) > width)
-            break;
-        result += c;
-    }
-    return result;
-}
-
-// Guards the terminal: progress is drawn on the main thread, diagnostics of
-// the library come from the importer's worker too.
-QMutex g_terminal;
-
-// One line on the terminal, redrawn in place with a carriage return.
-class ProgressBar
-{
-public:
-    explicit ProgressBar(QTextStream& err) : m_err(err)
-    {
-        struct winsize size = {};
-        if (isatty(STDERR_FILENO) && ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 20)
-            m_width = size.ws_col - 1;
-    }
-
-    void update(int percent, const QString& detail)
-    {
-        // Redraw at most ten times a second, and whenever the figure moves.
-        const QMutexLocker lock(&g_terminal);
-        if (percent == m_percent && m_timer.isValid() && m_timer.elapsed() < 100)
-            return;
-        m_percent = percent;
-        m_timer.start();
-        const int clamped = qBound(0, percent, 100);
-        const int filled = clamped * kBarWidth / 100;
-        const QString bar = QStringLiteral("[%1%2] %3% ")
-                                .arg(QString(filled, QLatin1Char('#')), QString(kBarWidth - filled, QLatin1Char('-')))
-                                .arg(clamped, 3);
-        const QString line = fitted(bar + detail, m_width);
-        const int used = columns(line);
-        m_err << '\r' << line << QString(qMax(0, m_used - used), QLatin1Char(' '));
-        m_err.flush();
-        m_used = used;
-    }
-
-    // Leaves the bar's line so that other output starts on a line of its own;
-    // the next update draws the bar again below it.
-    void finish()
-    {
-        if (m_used > 0) {
-            m_err << '\n';
-            m_err.flush();
-        }
-        m_used = 0;
-    }
-
-private:
-    static constexpr int kBarWidth = 30;
-    QTextStream& m_err;
-    QElapsedTimer m_timer;
-    int m_percent = -1;
-    int m_used = 0;
-    int m_width = 79;
-};
-
-// Diagnostics of the library go to stderr on lines of their own, not into
-// the middle of the progress bar.
-ProgressBar* g_bar = nullptr;
-QtMessageHandler g_previousHandler = nullptr;
-
-void messageBesideBar(QtMsgType type, const QMessageLogContext& context, const QString& message)
-{
-    const QMutexLocker lock(&g_terminal);
-    if (g_bar)
-        g_bar->finish();
-    if (g_previousHandler)
-        g_previousHandler(type, context, message);
-}
 
 QString kindName(int type)
 {
@@ -172,6 +72,33 @@ int usage(QTextStream& err, const QString& problem)
 }
 
 } // namespace
+
+QList<kstVectorLayer*> kstImportCommand::importLayers(GDALDataset* dataSource, const QList<int>& indices,
+                                                      kstProgressBar& bar, bool* finished)
+{
+    kstWebMercatorProjection projection;
+    kstTileResulotion resolution;
+    kstVectorFileImport importer;
+    importer.setCurrentMapViewConfig(&projection, &resolution, kViewLevel);
+
+    // The importer's signals arrive queued on this thread, in the order sent.
+    QEventLoop loop;
+    QList<kstVectorLayer*> layers;
+    *finished = false;
+    QObject::connect(&importer, &kstVectorFileImport::layerImport, &loop,
+                     [&layers](kstVectorLayer* layer) { layers.append(layer); });
+    QObject::connect(&importer, &kstVectorFileImport::importProgress, &loop,
+                     [&bar](int progress, const QString& detail) { bar.update(progress, detail); });
+    QObject::connect(&importer, &kstVectorFileImport::importFinished, &loop, [&] {
+        *finished = true;
+        loop.quit();
+    });
+    QObject::connect(&importer, &kstVectorFileImport::importStoped, &loop, &QEventLoop::quit);
+    importer.startImport(dataSource, indices);
+    loop.exec();
+    bar.finish();
+    return layers;
+}
 
 int kstImportCommand::run(const QStringList& args, QTextStream& out, QTextStream& err)
 {
@@ -232,32 +159,12 @@ int kstImportCommand::run(const QStringList& args, QTextStream& out, QTextStream
         }
     }
 
-    kstWebMercatorProjection projection;
-    kstTileResulotion resolution;
-    kstVectorFileImport importer;
-    importer.setCurrentMapViewConfig(&projection, &resolution, kViewLevel);
-
-    // The importer's signals arrive queued on this thread, in the order sent.
-    QEventLoop loop;
-    QList<kstVectorLayer*> layers;
-    ProgressBar bar(err);
     bool finished = false;
-    QObject::connect(&importer, &kstVectorFileImport::layerImport, &loop,
-                     [&layers](kstVectorLayer* layer) { layers.append(layer); });
-    QObject::connect(&importer, &kstVectorFileImport::importProgress, &loop,
-                     [&bar](int progress, const QString& detail) { bar.update(progress, detail); });
-    QObject::connect(&importer, &kstVectorFileImport::importFinished, &loop, [&] {
-        finished = true;
-        loop.quit();
-    });
-    QObject::connect(&importer, &kstVectorFileImport::importStoped, &loop, &QEventLoop::quit);
-    g_bar = &bar;
-    g_previousHandler = qInstallMessageHandler(messageBesideBar);
-    importer.startImport(dataSource, indices);
-    loop.exec();
-    bar.finish();
-    qInstallMessageHandler(g_previousHandler);
-    g_bar = nullptr;
+    QList<kstVectorLayer*> layers;
+    {
+        kstProgressBar bar(err);
+        layers = importLayers(dataSource, indices, bar, &finished);
+    }
 
     int collects = 0;
     for (const kstVectorLayer* layer : qAsConst(layers))

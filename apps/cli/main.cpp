@@ -1,3 +1,5 @@
+#include "kstConvertCommand.h"
+#include "kstExportCommand.h"
 #include "kstImportCommand.h"
 #include "kstInfoCommand.h"
 
@@ -13,9 +15,16 @@ int usage(QTextStream& err)
 {
     err << "usage: kstvector info FILE\n"
            "       kstvector import FILE [--layers i,j] [-o OUT]\n"
+           "       kstvector export LAYERSFILE --format NAME -o OUT [--charset NAME] [--layers i,j]\n"
+           "       kstvector convert IN -o OUT --format NAME [--charset NAME]\n"
+           "       kstvector formats\n"
            "  info FILE     describe the layers, collects, shapes, fields and extent of a layers file\n"
            "  import FILE   read the layers of a GIS vector file (or those at the indices given)\n"
-           "                into a layers file, OUT or FILE's base name + .kst\n";
+           "                into a layers file, OUT or FILE's base name + .kst\n"
+           "  export        write the layers of a layers file (or those at the indices given) to a\n"
+           "                GIS vector file; Ctrl-C stops it and keeps what was written\n"
+           "  convert       import a GIS vector file and export its layers to another format\n"
+           "  formats       list the format names that export and convert take\n";
     return 2;
 }
 
@@ -50,6 +59,12 @@ int run(const QStringList& args)
         return kstInfoCommand::run(args.at(2), out, err);
     if (args.size() >= 3 && args.at(1) == QLatin1String("import"))
         return kstImportCommand::run(args.mid(2), out, err);
+    if (args.size() >= 3 && args.at(1) == QLatin1String("export"))
+        return kstExportCommand::run(args.mid(2), out, err);
+    if (args.size() >= 3 && args.at(1) == QLatin1String("convert"))
+        return kstConvertCommand::run(args.mid(2), out, err);
+    if (args.size() == 2 && args.at(1) == QLatin1String("formats"))
+        return kstExportCommand::formats(out);
     return usage(err);
 }
 

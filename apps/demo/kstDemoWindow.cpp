@@ -1,5 +1,6 @@
 #include "kstDemoWindow.h"
 
+#include "kstDemoExportDialog.h"
 #include "kstDemoLayerList.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
@@ -197,6 +198,7 @@ void kstDemoWindow::createFileMenu()
         if (!file.isEmpty() && !importFile(file))
             QMessageBox::warning(this, tr("Import"), tr("Cannot import %1.").arg(file));
     });
+    fileMenu->addAction(tr("&Export..."), this, [this] { exportLayers(); });
     fileMenu->addAction(tr("&Save Layers As..."), this, [this, filter] {
         const QString file = QFileDialog::getSaveFileName(this, tr("Save Layers"), QString(), filter);
         if (!file.isEmpty() && !saveLayers(file))
@@ -204,6 +206,20 @@ void kstDemoWindow::createFileMenu()
     }, QKeySequence::Save);
     fileMenu->addSeparator();
     fileMenu->addAction(tr("&Quit"), this, &QWidget::close, QKeySequence::Quit);
+}
+
+void kstDemoWindow::exportLayers()
+{
+    kstDemoExportDialog dialog(m_layers, this);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    QString message;
+    const bool done =
+        kstDemoExportDialog::exportLayers(m_layers, dialog.formatType(), dialog.charset(), dialog.target(), this, &message);
+    if (done)
+        statusBar()->showMessage(message);
+    else
+        QMessageBox::warning(this, tr("Export"), message);
 }
 
 void kstDemoWindow::createActions()

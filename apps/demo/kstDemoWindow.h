@@ -24,6 +24,7 @@ public:
     ~kstDemoWindow() override;
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
+    QList<Kestrum::kstVectorLayer*> layers() const { return m_layers; }
 
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
@@ -31,6 +32,9 @@ public:
     // Imports every layer of a GIS file on the importer's worker thread;
     // imported emits when the last layer is shown.
     bool importFile(const QString& file);
+    // File > Export...: asks for format, character set and target, then
+    // exports the layers and reads the result back.
+    void exportLayers();
 
 signals:
     void imported();

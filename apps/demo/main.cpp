@@ -1,5 +1,8 @@
+#include "kstDemoExportDialog.h"
 #include "kstDemoWindow.h"
 
+#include "VectorFileExportFactory.h"
+#include "kstTextCode.h"
 #include "kstTileMapView.h"
 
 #include <QApplication>
@@ -29,6 +32,24 @@ int saveScreenshot(QWidget* window, const QString& file)
     return 0;
 }
 
+// The shown layers exported as File > Export does it; true on a failure.
+bool exportShown(kstDemoWindow& window, const QString& file, const QString& format)
+{
+    int type = -1;
+    for (int t = 0; t < 9; ++t) {
+        if (Kestrum::VectorFileExportFactory::formatString(Kestrum::VectorFileExportFactory::Export_Type(t))
+                .compare(format, Qt::CaseInsensitive)
+            == 0)
+            type = t;
+    }
+    QString message = QStringLiteral("unknown format %1").arg(format);
+    const bool done = type >= 0
+        && kstDemoExportDialog::exportLayers(window.layers(), type, Kestrum::kstTextCode::UTF_8, file, &window,
+                                             &message);
+    std::printf("kstvector-demo: %s\n", qPrintable(message));
+    return !done;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -54,6 +75,15 @@ int main(int argc, char* argv[])
                                           QStringLiteral("Import a GIS file (default: the bundled world countries)."),
                                           QStringLiteral("file"));
     parser.addOption(importOption);
+    const QCommandLineOption exportOption(QStringLiteral("export"),
+                                          QStringLiteral("Export the shown layers as File > Export does, then read "
+                                                         "the file back."),
+                                          QStringLiteral("file"));
+    parser.addOption(exportOption);
+    const QCommandLineOption exportFormatOption(QStringLiteral("export-format"),
+                                                QStringLiteral("Format of --export (default GeoPackage)."),
+                                                QStringLiteral("name"), QStringLiteral("GeoPackage"));
+    parser.addOption(exportFormatOption);
     const QCommandLineOption noSampleOption(QStringLiteral("no-sample"), QStringLiteral("Start without sample data."));
     parser.addOption(noSampleOption);
     parser.addPositionalArgument(QStringLiteral("file"), QStringLiteral("A layers file to open."));
@@ -81,8 +111,10 @@ int main(int argc, char* argv[])
 
     int result = 0;
     const auto shoot = [&] {
+        if (parser.isSet(exportOption) && exportShown(window, parser.value(exportOption), parser.value(exportFormatOption)))
+            result = 1;
         QTimer::singleShot(300, &app, [&] {
-            result = saveScreenshot(&window, screenshot);
+            result = saveScreenshot(&window, screenshot) || result;
             app.quit();
         });
     };

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "kstVectorFileExport.h"
+
+namespace Kestrum {
+
+// GeoJSON: every layer goes into the one layer of the file, named after the file. No styles.
+class KSTVECTOR_EXPORT GeoJSONFileExport : public kstVectorFileExport
+{
+    Q_OBJECT
+
+public:
+    explicit GeoJSONFileExport(QObject* parent = nullptr);
+
+protected:
+    OGRLayer* getLayer(kstVectorLayer* layer) override;
+    void setFeatureStyles(kstVectorCollect*, OGRFeature*, OGRLayer*, OGRStyleTable*) override {}
+};
+
+} // namespace Kestrum

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "kstVectorFileExport.h"
+
+namespace Kestrum {
+
+// MapInfo TAB: the driver numbers the features; lines and areas carry their
+// styles directly, in colours without alpha, with the MapInfo patterns named
+// beside the OGR ids; points carry none.
+class KSTVECTOR_EXPORT TABFileExport : public kstVectorFileExport
+{
+    Q_OBJECT
+
+public:
+    explicit TABFileExport(QObject* parent = nullptr);
+
+protected:
+    OGRFeature* getFeature(kstVectorCollect* collect, OGRFeatureDefn* definition, OGRStyleTable* styleTable) override;
+    void setFeatureStyles(kstVectorCollect* collect, OGRFeature* feature, OGRLayer* ogrLayer,
+                          OGRStyleTable* styleTable) override;
+};
+
+} // namespace Kestrum

@@ -1,0 +1,667 @@
+// The export pipeline: signals and progress, geometry and attribute rules,
+// styles, the format specifics the pipeline leaves to the exporters, stops
+// and bad input.
+
+#include "DXFFileExport.h"
+#include "GeoPackageFileExport.h"
+#include "KMLFileExport.h"
+#include "SHPFileExport.h"
+#include "TABFileExport.h"
+#include "VectorFileExportFactory.h"
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "VectorPolygon.h"
+#include "kstExportTestLayers.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+
+#include <QDir>
+#include <QMutex>
+#include <QTemporaryDir>
+#include <QTextCodec>
+#include <QtTest>
+
+#include <cpl_conv.h>
+#include <gdal_priv.h>
+#include <ogr_spatialref.h>
+#include <ogrsf_frmts.h>
+
+#include <memory>
+
+using namespace Kestrum;
+using namespace Kestrum::ExportTestLayers;
+
+namespace {
+
+struct Closer
+{
+    void operator()(GDALDataset* d) const { GDALClose(d); }
+    void operator()(OGRFeature* f) const { OGRFeature::DestroyFeature(f); }
+};
+using DatasetPtr = std::unique_ptr<GDALDataset, Closer>;
+using FeaturePtr = std::unique_ptr<OGRFeature, Closer>;
+
+DatasetPtr openVector(const QString& path)
+{
+    return DatasetPtr(
+        GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr)));
+}
+
+// Every signal as it is sent, with whether the exporter then belonged to the
+// application's main thread.
+struct Recorder
+{
+    struct Signal
+    {
+        QString name;
+        int progress;
+        QString detail;
+        bool onMain;
+    };
+
+    explicit Recorder(kstVectorFileExport* exporter)
+    {
+        const auto log = [this, exporter](const char* name, int progress = -1, const QString& detail = QString()) {
+            const QMutexLocker lock(&mutex);
+            events.append({QString::fromLatin1(name), progress, detail, exporter->thread() == qApp->thread()});
+        };
+        const auto direct = Qt::DirectConnection;
+        QObject::connect(exporter, &kstVectorFileExport::exportStarted, &host, [log] { log("started"); }, direct);
+        QObject::connect(exporter, &kstVectorFileExport::exportProgress, &host,
+                         [log](int p, const QString& d) { log("progress", p, d); }, direct);
+        QObject::connect(exporter, &kstVectorFileExport::exportStoped, &host, [log] { log("stoped"); }, direct);
+        QObject::connect(exporter, &kstVectorFileExport::exportFinished, &host, [log] { log("finished"); }, direct);
+        QObject::connect(exporter, &kstVectorFileExport::exportFailed, &host,
+                         [log](const QString& d) { log("failed", -1, d); }, direct);
+    }
+    QList<Signal> all()
+    {
+        const QMutexLocker lock(&mutex);
+        return events;
+    }
+    QStringList names()
+    {
+        QStringList result;
+        for (const Signal& s : all()) {
+            if (s.name != "progress")
+                result << s.name;
+        }
+        return result;
+    }
+    QList<int> progress(const QString& detailPrefix = QString())
+    {
+        QList<int> result;
+        for (const Signal& s : all()) {
+            if (s.name == "progress" && s.detail.startsWith(detailPrefix))
+                result << s.progress;
+        }
+        return result;
+    }
+
+    QObject host;
+    QMutex mutex;
+    QList<Signal> events;
+};
+
+// Exporters with their protected steps opened for the tests.
+class OpenGeoPackage : public GeoPackageFileExport
+{
+public:
+    using GeoPackageFileExport::isCollectHasStyle;
+    // Asks itself to stop once this many features have been built.
+    int stopAfter = -1;
+
+protected:
+    OGRFeature* getFeature(kstVectorCollect* collect, OGRFeatureDefn* definition, OGRStyleTable* styles) override
+    {
+        OGRFeature* feature = GeoPackageFileExport::getFeature(collect, definition, styles);
+        if (feature && --stopAfter == 0)
+            m_stop = true;
+        return feature;
+    }
+};
+
+class UnknownDriverExport : public kstVectorFileExport
+{
+public:
+    UnknownDriverExport() { m_driverName = QStringLiteral("No Such Driver"); }
+};
+
+class CapturingTab : public TABFileExport
+{
+public:
+    QStringList styles;
+
+protected:
+    void setFeatureStyles(kstVectorCollect* collect, OGRFeature* feature, OGRLayer* layer,
+                          OGRStyleTable* table) override
+    {
+        TABFileExport::setFeatureStyles(collect, feature, layer, table);
+        styles << QString::fromUtf8(feature->GetStyleString() ? feature->GetStyleString() : "");
+    }
+};
+
+kstVectorCollect* addCollect(kstVectorLayer* layer, quint64 fid, int type, const QList<kstVectorShape*>& shapes)
+{
+    kstVectorCollect* collect = kstVectorCollect::newCollect();
+    collect->m_layer = layer;
+    collect->m_fid = fid;
+    collect->m_geometryType = type;
+    collect->m_shapes = shapes;
+    for (int i = 0; i < shapes.size(); ++i)
+        shapes.at(i)->setShapeCollect(collect, i);
+    layer->m_collects.insert(fid, collect);
+    return collect;
+}
+
+VectorPolygon* square(double x, double y)
+{
+    Polygon__ data;
+    data.outer = QPolygonF({QPointF(x, y), QPointF(x + 1, y), QPointF(x + 1, y + 1), QPointF(x, y + 1)});
+    return new VectorPolygon(data, nullptr);
+}
+
+void hideAll(kstVectorLayer* layer)
+{
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
+            shape->setShapeVisible(false);
+    }
+}
+
+int featureCount(GDALDataset* dataSource, const QString& layer)
+{
+    OGRLayer* ogrLayer = dataSource->GetLayerByName(layer.toUtf8().constData());
+    return ogrLayer ? int(ogrLayer->GetFeatureCount()) : -1;
+}
+
+} // namespace
+
+class tst_kstVectorFileExport : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void progressFiguresAndThreads();
+    void geometryRules();
+    void textConversionAndMissingValues();
+    void factoryAndDefaultOptions();
+    void shapefileCodePage();
+    void dxfLabelsAndProjection();
+    void styleTableAndSymbolFiles();
+    void tabStylesHaveNoAlphaAndNoPoints();
+    void collectStyleAgainstLayerDefault();
+    void stopAtManyMoments();
+    void badInputEndsCleanly();
+
+private:
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QTemporaryDir m_dir;
+};
+
+void tst_kstVectorFileExport::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    GDALAllRegister();
+    CPLSetErrorHandler(CPLQuietErrorHandler);
+    CPLSetConfigOption("DXF_ENCODING", "UTF-8");
+}
+
+void tst_kstVectorFileExport::progressFiguresAndThreads()
+{
+    // Two visible layers in a list of four.
+    QList<kstVectorLayer*> layers{makePointLayer("A", 1), makePointLayer("H1", 1), makePointLayer("B", 1),
+                                  makePointLayer("H2", 1)};
+    hideAll(layers[1]);
+    hideAll(layers[3]);
+    {
+        GeoPackageFileExport exporter;
+        Recorder recorder(&exporter);
+        QCOMPARE(runExport(&exporter, path("four.gpkg"), layers), QStringList({"started", "finished"}));
+        QCOMPARE(recorder.names(), QStringList({"started", "finished"}));
+        QVector<QPair<int, QString>> progress;
+        for (const auto& s : recorder.all()) {
+            if (s.name == "progress")
+                progress.append({s.progress, s.detail});
+        }
+        const QVector<QPair<int, QString>> expected{
+            {0, "开始导出矢量图层：A"},
+            {24, "导出矢量图层 \"A\" 要素：1"},
+            {24, "图层\"A\"正在写入导出矢量文件，请稍候..."},
+            {24, "开始导出矢量图层：B"},
+            {49, "导出矢量图层 \"B\" 要素：1"},
+            {49, "图层\"B\"正在写入导出矢量文件，请稍候..."},
+            {98, "正在写入导出矢量文件，请稍候..."},
+            {100, "矢量文件导出完成！"},
+        };
+        QCOMPARE(progress, expected);
+        // Everything up to 98 comes from the worker; the object is back on the
+        // main thread before its last two signals.
+        const auto all = recorder.all();
+        for (int i = 0; i < all.size(); ++i)
+            QCOMPARE(all.at(i).onMain, i >= all.size() - 2);
+        QVERIFY(QTest::qWaitFor([&] { return !exporter.isExportting(); }));
+        const DatasetPtr file = openVector(path("four.gpkg"));
+        QCOMPARE(file->GetLayerCount(), 2);
+    }
+    destroy(layers);
+
+    // Ten collects, five of them visible, as the second of two layers.
+    layers = {makePointLayer("first", 1), makePointLayer("second", 10)};
+    for (quint64 fid : {2, 4, 6, 8, 10})
+        layers[1]->m_collects.value(fid)->m_shapes.first()->setShapeVisible(false);
+    GeoPackageFileExport exporter;
+    Recorder recorder(&exporter);
+    QCOMPARE(runExport(&exporter, path("ten.gpkg"), layers), QStringList({"started", "finished"}));
+    QCOMPARE(recorder.progress("导出矢量图层 \"second\""), QList<int>({53, 58, 63, 68, 73}));
+    QCOMPARE(featureCount(openVector(path("ten.gpkg")).get(), "second"), 5);
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::geometryRules()
+{
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    layer->m_name = "rules";
+    // A single polygon holding three shapes keeps the first one only.
+    addCollect(layer, 1, wkbPolygon, {square(0, 0), square(2, 0), square(4, 0)});
+    // Multi-points leave hidden members out; multi-polygons keep them.
+    QList<kstVectorShape*> points{new VectorPoint(QPointF(1, 1), nullptr), new VectorPoint(QPointF(2, 2), nullptr),
+                                  new VectorPoint(QPointF(3, 3), nullptr)};
+    points[1]->setShapeVisible(false);
+    addCollect(layer, 2, wkbMultiPoint, points);
+    QList<kstVectorShape*> areas{square(10, 10), square(12, 10)};
+    areas[0]->setShapeVisible(false);
+    addCollect(layer, 3, wkbMultiPolygon, areas);
+    // No usable geometry: a line in a multi-polygon, a collect without shapes.
+    addCollect(layer, 4, wkbMultiPolygon, {new VectorLine({QPointF(0, 0), QPointF(1, 1)}, nullptr)});
+    addCollect(layer, 5, wkbPolygon, {});
+    // Every visible point of this multi-point is missing: the collect is
+    // visible (partly) but gives nothing.
+    QList<kstVectorShape*> ghost{new VectorPoint(QPointF(5, 5), nullptr), new VectorPoint(QPointF(6, 6), nullptr)};
+    ghost[0]->setShapeVisible(false);
+    delete ghost.takeLast();
+    ghost.append(square(20, 20)); // visible, but not a point
+    addCollect(layer, 6, wkbMultiPoint, ghost);
+    layer->m_collects.value(6)->m_shapes.last()->setShapeCollect(layer->m_collects.value(6), 1);
+
+    QList<kstVectorLayer*> layers{layer};
+    GeoPackageFileExport exporter;
+    QTest::ignoreMessage(QtWarningMsg, "lost geomerty data.geomerty count is 3.and just save one geomerty!!!");
+    QCOMPARE(runExport(&exporter, path("rules.gpkg"), layers), QStringList({"started", "finished"}));
+
+    const DatasetPtr file = openVector(path("rules.gpkg"));
+    OGRLayer* ogrLayer = file->GetLayerByName("rules");
+    QVERIFY(ogrLayer);
+    QCOMPARE(ogrLayer->GetFeatureCount(), GIntBig(3));
+    const FeaturePtr first(ogrLayer->GetFeature(1));
+    QString why;
+    QVERIFY2(sameVertices(exportedVertices(layer->m_collects.value(1)).mid(0, 4),
+                          vertices(first->GetGeometryRef()), 1e-12, &why), qPrintable(why));
+    const FeaturePtr multiPoint(ogrLayer->GetFeature(2));
+    QCOMPARE(QString::fromStdString(multiPoint->GetGeometryRef()->exportToWkt()), QString("MULTIPOINT (1 1,3 3)"));
+    const FeaturePtr multiArea(ogrLayer->GetFeature(3));
+    QCOMPARE(multiArea->GetGeometryRef()->toMultiPolygon()->getNumGeometries(), 2);
+    // Rings end where they start.
+    QVERIFY(multiArea->GetGeometryRef()->toMultiPolygon()->getGeometryRef(0)->getExteriorRing()->get_IsClosed());
+    for (GIntBig fid : {4, 5, 6})
+        QVERIFY(!FeaturePtr(ogrLayer->GetFeature(fid)));
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::textConversionAndMissingValues()
+{
+    // A layer whose text is stored as GBK bytes, exported as UTF-8; one
+    // collect has no value for two of the fields; times alone keep no date.
+    kstVectorLayer* layer = makePointLayer("gbk", 2);
+    layer->m_charSet = kstTextCode::GBK;
+    layer->m_fieldNames << "clock" << "names" << "wide";
+    layer->m_fieldTypes << OFTTime << OFTStringList << OFTWideString;
+    QTextCodec* gbk = QTextCodec::codecForName("GBK");
+    kstVectorCollect* one = layer->m_collects.value(1);
+    one->m_fields["name"] = gbk->fromUnicode(QStringLiteral("长城"));
+    one->m_fields["clock"] = QTime(7, 8, 9);
+    one->m_fields["names"] = QVariantList{gbk->fromUnicode(QStringLiteral("甲")), gbk->fromUnicode(QStringLiteral("乙"))};
+    one->m_fields["wide"] = QStringLiteral("ignored");
+    kstVectorCollect* two = layer->m_collects.value(2);
+    two->m_fields.remove("name");
+    two->m_fields.remove("i32");
+
+    QList<kstVectorLayer*> layers{layer};
+    GeoPackageFileExport exporter;
+    QCOMPARE(exporter.exportCharset(), kstTextCode::UTF_8);
+    QCOMPARE(runExport(&exporter, path("text.gpkg"), layers), QStringList({"started", "finished"}));
+    const DatasetPtr file = openVector(path("text.gpkg"));
+    OGRLayer* ogrLayer = file->GetLayerByName("gbk");
+    const FeaturePtr first(ogrLayer->GetFeature(1));
+    QCOMPARE(QString::fromUtf8(first->GetFieldAsString("name")), QStringLiteral("长城"));
+    QCOMPARE(QString::fromUtf8(first->GetFieldAsString("names")), QStringLiteral("(2:甲,乙)"));
+    QCOMPARE(QString::fromUtf8(first->GetFieldAsString("clock")), QStringLiteral("07:08:09"));
+    QVERIFY(!first->IsFieldSetAndNotNull(first->GetFieldIndex("wide")) || first->GetFieldIndex("wide") < 0
+            || QByteArray(first->GetFieldAsString("wide")).isEmpty());
+    const FeaturePtr second(ogrLayer->GetFeature(2));
+    QVERIFY(!second->IsFieldSetAndNotNull(second->GetFieldIndex("name")));
+    QVERIFY(!second->IsFieldSetAndNotNull(second->GetFieldIndex("i32")));
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::factoryAndDefaultOptions()
+{
+    using F = VectorFileExportFactory;
+    QVERIFY(!F::create(F::Export_Type(9)));
+    QVERIFY(!F::create(F::Export_Type(-1)));
+    QVERIFY(F::formatString(F::Export_Type(9)).isEmpty());
+    using Options = QMap<QString, QString>;
+    struct Row
+    {
+        const char* className;
+        const char* name;
+        Options dataSource;
+        Options layer;
+    };
+    const Row rows[] = {
+        {"Kestrum::SHPFileExport", "Shapefile", {}, {{"SPATIAL_INDEX", "YES"}}},
+        {"Kestrum::KMLFileExport", "KML", {}, {}},
+        {"Kestrum::DXFFileExport", "AutoCAD DXF", {}, {}},
+        {"Kestrum::GeoJSONFileExport", "GeoJSON", {}, {}},
+        {"Kestrum::GPXFileExport", "GPX", {{"GPX_USE_EXTENSIONS", "YES"}}, {}},
+        {"Kestrum::TABFileExport", "Mapinfo TAB", {{"FORMAT", "TAB"}, {"SPATIAL_INDEX_MODE", "OPTIMIZED"}}, {}},
+        {"Kestrum::MIFFileExport", "Mapinfo MIF", {{"FORMAT", "MIF"}, {"SPATIAL_INDEX_MODE", "OPTIMIZED"}}, {}},
+        {"Kestrum::SQLiteFileExport", "SQLite/Spatialite", {{"SPATIALITE", "YES"}}, {{"SPATIAL_INDEX", "NO"}}},
+        {"Kestrum::GeoPackageFileExport", "GeoPackage", {}, {}},
+    };
+    for (int type = 0; type < 9; ++type) {
+        const std::unique_ptr<kstVectorFileExport> exporter(F::create(F::Export_Type(type)));
+        QVERIFY(exporter && !exporter->parent());
+        QCOMPARE(exporter->metaObject()->className(), rows[type].className);
+        QCOMPARE(F::formatString(F::Export_Type(type)), QString::fromUtf8(rows[type].name));
+        QCOMPARE(exporter->dataSouceCreateOption(), rows[type].dataSource);
+        QCOMPARE(exporter->layerCreateOption(), rows[type].layer);
+        QCOMPARE(exporter->exportKeepStyle(), true);
+        QVERIFY(!exporter->exportGroundSize().isValid());
+        QVERIFY(!exporter->exportSpatialRef());
+        QVERIFY(!exporter->isExportting());
+    }
+}
+
+void tst_kstVectorFileExport::shapefileCodePage()
+{
+    // One .cpg per layer holding exactly the code page, read back by GDAL.
+    QList<kstVectorLayer*> layers{makeLayer(Points), makeLayer(Lines)};
+    SHPFileExport exporter;
+    exporter.setExportCharset(kstTextCode::GBK);
+    QVERIFY(QDir(m_dir.path()).mkdir("gbk"));
+    QCOMPARE(runExport(&exporter, path("gbk"), layers), QStringList({"started", "finished"}));
+    for (kstVectorLayer* layer : qAsConst(layers)) {
+        QFile cpg(path("gbk/" + layer->m_name + ".cpg"));
+        QVERIFY(cpg.open(QIODevice::ReadOnly));
+        QCOMPARE(cpg.readAll(), QByteArray("936"));
+        // The text in the table is GBK, not UTF-8 recoded by the driver.
+        QFile dbf(path("gbk/" + layer->m_name + ".dbf"));
+        QVERIFY(dbf.open(QIODevice::ReadOnly));
+        QVERIFY(dbf.readAll().contains(QTextCodec::codecForName("GBK")->fromUnicode(QStringLiteral("北京测试1"))));
+    }
+    const DatasetPtr file = openVector(path("gbk/线.shp"));
+    const FeaturePtr feature(file->GetLayer(0)->GetNextFeature());
+    QCOMPARE(QString::fromUtf8(feature->GetFieldAsString("name")), QStringLiteral("北京测试1"));
+    // The driver's own recoding is switched off without the host seeing it.
+    QCOMPARE(exporter.layerCreateOption(), (QMap<QString, QString>{{"SPATIAL_INDEX", "YES"}}));
+
+    // A path naming one .shp file: the driver leaves a code-page file of its
+    // own beside it, which is given the code page too.
+    QList<kstVectorLayer*> one{makePointLayer("single", 3)};
+    SHPFileExport single;
+    single.setExportCharset(kstTextCode::GBK);
+    QCOMPARE(runExport(&single, path("single.shp"), one), QStringList({"started", "finished"}));
+    const DatasetPtr singleFile = openVector(path("single.shp"));
+    QCOMPARE(featureCount(singleFile.get(), "single"), 3);
+    const FeaturePtr named(singleFile->GetLayer(0)->GetNextFeature());
+    QCOMPARE(QString::fromUtf8(named->GetFieldAsString("name")), QStringLiteral("点0"));
+    QFile singleCpg(path("single.cpg"));
+    QVERIFY(singleCpg.open(QIODevice::ReadOnly));
+    QCOMPARE(singleCpg.readAll(), QByteArray("936"));
+    destroy(one);
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::dxfLabelsAndProjection()
+{
+    QList<kstVectorLayer*> layers{makePointLayer("labels", 1)};
+    layers[0]->m_collects.first()->m_text = QStringLiteral("天安门");
+    OGRSpatialReference wgs84;
+    wgs84.importFromEPSG(4326);
+    wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    for (const QSizeF& ground : {QSizeF(2000, 500), QSizeF()}) {
+        DXFFileExport exporter;
+        exporter.setExportGroundSize(ground);
+        exporter.setExportSpatialRef(&wgs84);
+        const QString file = path(ground.isValid() ? "ground.dxf" : "plain.dxf");
+        QCOMPARE(runExport(&exporter, file, layers), QStringList({"started", "finished"}));
+        const DatasetPtr dxf = openVector(file);
+        OGRLayer* ogrLayer = dxf->GetLayer(0);
+        QCOMPARE(ogrLayer->GetFeatureCount(), GIntBig(2));
+        const FeaturePtr label(ogrLayer->GetNextFeature());
+        const FeaturePtr point(ogrLayer->GetNextFeature());
+        QCOMPARE(QString::fromUtf8(label->GetFieldAsString("Layer")), QStringLiteral("Label"));
+        QCOMPARE(QString::fromUtf8(label->GetFieldAsString("Text")), QStringLiteral("天安门"));
+        const QString style = QString::fromUtf8(label->GetStyleString());
+        QVERIFY2(style.contains(ground.isValid() ? "s:2g" : "s:1g"), qPrintable(style));
+        QCOMPARE(QString::fromUtf8(point->GetFieldAsString("Layer")), QStringLiteral("labels"));
+        QVERIFY(label->GetGeometryRef()->Equals(point->GetGeometryRef()));
+        // The reference system lands beside the drawing.
+        QFile prj(file.left(file.size() - 4) + ".prj");
+        QVERIFY(prj.open(QIODevice::ReadOnly));
+        OGRSpatialReference back;
+        back.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        QCOMPARE(back.importFromWkt(prj.readAll().constData()), OGRERR_NONE);
+        QVERIFY(back.IsSame(&wgs84));
+    }
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::styleTableAndSymbolFiles()
+{
+    // Three alike points share Point1, the fourth is Point2; their pictures
+    // are two files, and a second export to the same place reuses them.
+    QList<kstVectorLayer*> layers{makeLayer(Points)};
+    for (int round = 0; round < 2; ++round) {
+        KMLFileExport exporter;
+        QCOMPARE(runExport(&exporter, path("points.kml"), layers), QStringList({"started", "finished"}));
+        const QStringList pictures = QDir(path("points.kml_ext_file")).entryList({"*.png"}, QDir::Files);
+        QCOMPARE(pictures.size(), 2);
+    }
+    const DatasetPtr file = openVector(path("points.kml"));
+    OGRLayer* ogrLayer = file->GetLayer(0);
+    QStringList references;
+    for (auto& feature : *ogrLayer)
+        references << QString::fromUtf8(feature->GetStyleString());
+    QCOMPARE(references, QStringList({"@Point1", "@Point1", "@Point1", "@Point2"}));
+
+    // Without styles the features carry none.
+    KMLFileExport plain;
+    plain.setExportKeepStyle(false);
+    QCOMPARE(runExport(&plain, path("plain.kml"), layers), QStringList({"started", "finished"}));
+    const DatasetPtr plainFile = openVector(path("plain.kml"));
+    for (auto& feature : *plainFile->GetLayer(0))
+        QVERIFY(!feature->GetStyleString());
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::tabStylesHaveNoAlphaAndNoPoints()
+{
+    QList<kstVectorLayer*> layers{makeLayer(Points), makeLayer(Lines), makeLayer(Areas)};
+    CapturingTab exporter;
+    QCOMPARE(runExport(&exporter, path("styles"), layers), QStringList({"started", "finished"}));
+    QCOMPARE(exporter.styles.size(), 4 + 2 + 3);
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(exporter.styles.at(i).isEmpty());
+    // The driver is told the MapInfo pattern beside each OGR id.
+    QCOMPARE(exporter.styles.at(4), QStringLiteral("PEN(c:#008000,w:3px,id:\"mapinfo-pen-5,ogr-pen-2\",cap:p,j:b)"));
+    QCOMPARE(exporter.styles.at(6), QStringLiteral("Brush(fc:#ffff00,id:\"mapinfo-brush-2,ogr-brush-0\");"
+                                                   "PEN(c:#000000,w:2px,id:\"mapinfo-pen-2,ogr-pen-0\",cap:p,j:b)"));
+    const QRegularExpression colour("#[0-9a-f]+");
+    for (int i = 4; i < exporter.styles.size(); ++i) {
+        auto it = colour.globalMatch(exporter.styles.at(i));
+        while (it.hasNext())
+            QCOMPARE(it.next().capturedLength(), 7);
+    }
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::collectStyleAgainstLayerDefault()
+{
+    OpenGeoPackage exporter;
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    auto* line = new VectorLine({QPointF(0, 0), QPointF(1, 1)}, nullptr);
+    line->setLinePen(layer->m_linePen);
+    kstVectorCollect* lineCollect = addCollect(layer, 1, wkbLineString, {line});
+    QVERIFY(!exporter.isCollectHasStyle(lineCollect));
+    line->setLinePen(QPen(Qt::red, 7));
+    QVERIFY(exporter.isCollectHasStyle(lineCollect));
+
+    VectorPolygon* area = square(0, 0);
+    area->setBorderPen(layer->m_polygonBorderPen);
+    area->setFillBrush(layer->m_polygonFillBrush);
+    kstVectorCollect* areaCollect = addCollect(layer, 2, wkbPolygon, {area});
+    QVERIFY(!exporter.isCollectHasStyle(areaCollect));
+    area->setFillBrush(QBrush(Qt::green, Qt::CrossPattern));
+    QVERIFY(exporter.isCollectHasStyle(areaCollect));
+
+    auto* point = new VectorPoint(QPointF(0, 0), nullptr);
+    point->setPointType(1);
+    point->setMarkerAnchor(layer->m_markerAnchor);
+    QImage picture(6, 6, QImage::Format_ARGB32);
+    picture.fill(Qt::blue);
+    layer->m_markerIcon = QPixmap::fromImage(picture);
+    point->setMarkerIcon(QPixmap::fromImage(picture.copy())); // another pixmap, same picture
+    kstVectorCollect* pointCollect = addCollect(layer, 3, wkbPoint, {point});
+    QVERIFY(!exporter.isCollectHasStyle(pointCollect));
+    picture.setPixelColor(2, 2, Qt::red);
+    point->setMarkerIcon(QPixmap::fromImage(picture));
+    QVERIFY(exporter.isCollectHasStyle(pointCollect));
+    // A figure point compares size, pen and brush.
+    point->setPointType(0);
+    point->setPointSize(layer->m_pointSize);
+    point->setPointBorderPen(layer->m_pointBorderPen);
+    point->setPointFillBrush(layer->m_pointFillBrush);
+    QVERIFY(!exporter.isCollectHasStyle(pointCollect));
+    point->setPointSize(layer->m_pointSize + 3);
+    QVERIFY(exporter.isCollectHasStyle(pointCollect));
+    QVERIFY(!exporter.isCollectHasStyle(nullptr));
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstVectorFileExport::stopAtManyMoments()
+{
+    QList<kstVectorLayer*> layers{makePointLayer("big", 2000), makePointLayer("after", 10)};
+    // A stop seen after the k-th feature: the layer holds k features, the
+    // next layer is never created, and the file is closed and readable.
+    for (int k : {1, 2, 3, 7, 50, 333, 1999, 2000}) {
+        const QString file = path(QStringLiteral("stop%1.gpkg").arg(k));
+        OpenGeoPackage exporter;
+        exporter.stopAfter = k;
+        Recorder recorder(&exporter);
+        QCOMPARE(runExport(&exporter, file, layers), QStringList({"started", "stoped"}));
+        QCOMPARE(recorder.names(), QStringList({"started", "stoped"}));
+        QVERIFY(recorder.all().last().onMain);
+        QVERIFY(QTest::qWaitFor([&] { return !exporter.isExportting(); }));
+        const DatasetPtr back = openVector(file);
+        QVERIFY(back);
+        QCOMPARE(featureCount(back.get(), "big"), k);
+        QCOMPARE(featureCount(back.get(), "after"), -1);
+    }
+    // stopExport from the host's thread at different moments of the course:
+    // it returns once the worker has, and exactly one final signal follows.
+    for (int after : {0, 1, 5, 40, 300, 1500, 100000}) {
+        const QString file = path(QStringLiteral("host%1.gpkg").arg(after));
+        GeoPackageFileExport exporter;
+        Recorder recorder(&exporter);
+        int seen = 0;
+        QObject::connect(&exporter, &kstVectorFileExport::exportProgress, &recorder.host, [&] {
+            if (seen++ == after)
+                exporter.stopExport();
+        });
+        const QStringList ends = runExport(&exporter, file, layers);
+        QVERIFY(QTest::qWaitFor([&] { return !exporter.isExportting(); }));
+        QCOMPARE(ends.size(), 2);
+        QCOMPARE(ends.first(), QStringLiteral("started"));
+        QVERIFY2(ends.last() == "stoped" || ends.last() == "finished", qPrintable(ends.join(',')));
+        QVERIFY(!recorder.names().contains("failed"));
+        const DatasetPtr back = openVector(file);
+        QVERIFY(back);
+        const int written = featureCount(back.get(), "big");
+        QVERIFY(written >= 1 && written <= 2000);
+        if (ends.last() == "finished")
+            QCOMPARE(featureCount(back.get(), "after"), 10);
+        // Stopping an exporter that has ended does nothing.
+        exporter.stopExport();
+    }
+    // An exporter destroyed while it runs stops first.
+    {
+        GeoPackageFileExport exporter;
+        exporter.startExport(path("destroyed.gpkg"), layers);
+        QVERIFY(exporter.isExportting() || QFile::exists(path("destroyed.gpkg")));
+    }
+    QVERIFY(openVector(path("destroyed.gpkg")));
+    destroy(layers);
+}
+
+void tst_kstVectorFileExport::badInputEndsCleanly()
+{
+    QList<kstVectorLayer*> layers{makeLayer(Points)};
+    // Folders that do not exist and paths nobody may write end with the
+    // failure signal alone, carrying GDAL's message.
+    const QString missing = path("no/such/folder/");
+    const char* const names[] = {"out", "out.kml", "out.dxf", "out.geojson", "out.gpx",
+                                 "out.tab", "out.mif", "out.sqlite", "out.gpkg"};
+    for (int type = 0; type < 9; ++type) {
+        const std::unique_ptr<kstVectorFileExport> exporter(
+            VectorFileExportFactory::create(VectorFileExportFactory::Export_Type(type)));
+        const QString name = QString::fromLatin1(names[type]);
+        // Under /proc nobody may create files, whatever the user.
+        for (const QString& target : {missing + name, "/proc/kst_export_test/" + name, "/proc/" + name}) {
+            Recorder recorder(exporter.get());
+            const QStringList ends = runExport(exporter.get(), target, layers);
+            QVERIFY2(ends.last().startsWith("failed:创建导出矢量数据文件失败：\n"), qPrintable(target + ends.join(',')));
+            QVERIFY2(ends.last().size() > QString("failed:创建导出矢量数据文件失败：\n").size(), qPrintable(target));
+            // Drivers that write the file when it is closed fail at the end.
+            QCOMPARE(recorder.names().last(), QStringLiteral("failed"));
+            QVERIFY(!recorder.names().contains("finished"));
+            QVERIFY(recorder.all().last().onMain);
+            QVERIFY(QTest::qWaitFor([&] { return !exporter->isExportting(); }));
+        }
+    }
+    QVERIFY(!QDir(path("no")).exists());
+    {
+        UnknownDriverExport exporter;
+        const QStringList ends = runExport(&exporter, path("unknown.out"), layers);
+        QCOMPARE(ends.size(), 1);
+        QVERIFY2(ends.first().contains("No Such Driver"), qPrintable(ends.first()));
+    }
+
+    // A layer without fields, an empty layer, a field of no known type and an
+    // empty list are exported.
+    kstVectorLayer* bare = makePointLayer("bare", 3);
+    bare->m_fieldNames.clear();
+    bare->m_fieldTypes.clear();
+    kstVectorLayer* empty = makePointLayer("empty", 0);
+    kstVectorLayer* broken = makePointLayer("broken", 2);
+    broken->m_fieldTypes[1] = 4711; // a type code no driver knows
+    QList<kstVectorLayer*> odd{bare, empty, broken};
+    GeoPackageFileExport exporter;
+    QCOMPARE(runExport(&exporter, path("odd.gpkg"), odd), QStringList({"started", "finished"}));
+    const DatasetPtr file = openVector(path("odd.gpkg"));
+    QCOMPARE(featureCount(file.get(), "bare"), 3);
+    QCOMPARE(featureCount(file.get(), "empty"), 0);
+    QCOMPARE(featureCount(file.get(), "broken"), 2);
+    QCOMPARE(file->GetLayerByName("broken")->GetLayerDefn()->GetFieldCount(), 1);
+    GeoPackageFileExport none;
+    Recorder recorder(&none);
+    QCOMPARE(runExport(&none, path("none.gpkg"), {}), QStringList({"started", "finished"}));
+    QCOMPARE(recorder.progress(), QList<int>({98, 100}));
+    destroy(odd);
+    destroy(layers);
+}
+
+QTEST_MAIN(tst_kstVectorFileExport)
+#include "tst_kstVectorFileExport.moc"
