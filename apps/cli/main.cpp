@@ -28,12 +28,13 @@ int usage(QTextStream& err)
     return 2;
 }
 
-// Describing a layers file reads values only; importing builds shapes, whose
-// labels measure text with fonts, and so needs a GUI application (never a
-// display: the offscreen platform does).
+// Describing a layers file and listing formats read values only; importing,
+// exporting and converting build or paint shapes, whose labels measure text
+// with fonts and whose markers are pictures, and so need a GUI application
+// (never a display: the offscreen platform does).
 bool needsGui(int argc, char* argv[])
 {
-    return argc >= 2 && qstrcmp(argv[1], "import") == 0;
+    return argc >= 2 && qstrcmp(argv[1], "info") != 0 && qstrcmp(argv[1], "formats") != 0;
 }
 
 // Layers carry a marker picture and a label font, which a core application
