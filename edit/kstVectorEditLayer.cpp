@@ -539,7 +539,7 @@ void kstVectorEditLayer::updateLayerStyle(kstVectorLayer* layer)
                     point->setPointFillBrush(layer->m_pointFillBrush);
                 } else {
                     point->setMarkerAnchor(layer->m_markerAnchor);
-                    point->setMarkerIcon(layer->m_markerIcon);
+                    point->setMarkerImage(layer->m_markerIcon);
                 }
                 break;
             }

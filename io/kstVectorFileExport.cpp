@@ -700,7 +700,7 @@ bool kstVectorFileExport::isCollectHasStyle(kstVectorCollect* collect)
     case kstVectorShape::Type_Point: {
         auto* point = static_cast<VectorPoint*>(shape);
         if (point->pointType() != 0)
-            return point->markerAnchor() != layer->m_markerAnchor || !samePicture(point->markerIcon(), layer->m_markerIcon);
+            return point->markerAnchor() != layer->m_markerAnchor || !samePicture(point->markerImage(), layer->m_markerIcon);
         return point->pointSize() != layer->m_pointSize || point->pointBorderPen() != layer->m_pointBorderPen
             || point->pointFillBrush() != layer->m_pointFillBrush;
     }

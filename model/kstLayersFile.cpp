@@ -309,7 +309,7 @@ void writeLayer(RecordSink& sink, const kstVectorLayer& layer)
     sink.pen(layer.m_pointBorderPen);
     sink.brush(layer.m_pointFillBrush);
     out << layer.m_markerAnchor;
-    sink.pixmap(layer.m_markerIcon);
+    sink.pixmap(QPixmap::fromImage(layer.m_markerIcon));
     sink.pen(layer.m_linePen);
     sink.pen(layer.m_polygonBorderPen);
     // The point fill brush is stored a second time where a polygon fill
@@ -475,7 +475,9 @@ bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
     r.pen(layer.m_pointBorderPen);
     r.brush(layer.m_pointFillBrush);
     layer.m_markerAnchor = r.point();
-    r.pixmap(layer.m_markerIcon);
+    QPixmap marker;
+    r.pixmap(marker);
+    layer.m_markerIcon = marker.toImage();
     r.pen(layer.m_linePen);
     r.pen(layer.m_polygonBorderPen);
     // The point fill brush is stored a second time where a polygon fill

@@ -13,7 +13,7 @@ const unsigned long long kstVectorLayer::magicNum_ = 0x209EDA1409C13301ull;
 kstVectorLayer::kstVectorLayer()
     : m_pointBorderPen(kstVectorStyle::pointBorderPen_default)
     , m_pointFillBrush(kstVectorStyle::pointFillBrush_default)
-    , m_markerIcon(QPixmap::fromImage(kstVectorStyle::markerIcon_default))
+    , m_markerIcon(kstVectorStyle::markerIcon_default)
     , m_markerAnchor(kstVectorStyle::markerAnchor_default)
     , m_linePen(kstVectorStyle::linePen_default)
     , m_polygonBorderPen(kstVectorStyle::polygonBorderPen_default)

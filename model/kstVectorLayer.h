@@ -10,7 +10,7 @@
 #include <QList>
 #include <QMap>
 #include <QPen>
-#include <QPixmap>
+#include <QImage>
 #include <QPoint>
 #include <QString>
 
@@ -66,7 +66,7 @@ public:
     int m_pointSize = 8;
     QPen m_pointBorderPen;
     QBrush m_pointFillBrush;
-    QPixmap m_markerIcon;
+    QImage m_markerIcon; // an image, so that importers can make layers on their worker thread
     QPoint m_markerAnchor;
     QPen m_linePen;
     QPen m_polygonBorderPen;

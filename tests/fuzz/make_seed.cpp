@@ -47,7 +47,7 @@ kstVectorLayer* seedLayer()
     layer->m_fieldTypes = {4, 12};
     QPixmap marker(2, 2);
     marker.fill(Qt::magenta);
-    layer->m_markerIcon = marker;
+    layer->m_markerIcon = marker.toImage();
     layer->m_linePen = QPen(Qt::darkGreen, 3);
     layer->m_linePen.setDashPattern({3, 2});
     layer->m_labelFont = QFont(QStringLiteral("Sans"), 9);

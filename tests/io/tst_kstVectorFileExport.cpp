@@ -532,7 +532,7 @@ void tst_kstVectorFileExport::collectStyleAgainstLayerDefault()
     point->setMarkerAnchor(layer->m_markerAnchor);
     QImage picture(6, 6, QImage::Format_ARGB32);
     picture.fill(Qt::blue);
-    layer->m_markerIcon = QPixmap::fromImage(picture);
+    layer->m_markerIcon = picture;
     point->setMarkerIcon(QPixmap::fromImage(picture.copy())); // another pixmap, same picture
     kstVectorCollect* pointCollect = addCollect(layer, 3, wkbPoint, {point});
     QVERIFY(!exporter.isCollectHasStyle(pointCollect));

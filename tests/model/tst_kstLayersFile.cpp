@@ -92,7 +92,7 @@ kstVectorLayer* fullLayer()
     layer->m_markerAnchor = QPoint(5, 6);
     QPixmap marker(3, 2);
     marker.fill(Qt::magenta);
-    layer->m_markerIcon = marker;
+    layer->m_markerIcon = marker.toImage();
     layer->m_linePen = QPen(Qt::darkGreen, 4);
     layer->m_linePen.setDashPattern({3, 2, 1, 2});
     layer->m_polygonBorderPen = QPen(Qt::darkRed, 1);
@@ -452,8 +452,8 @@ void tst_kstLayersFile::roundTripKeepsWhatTheFileStores()
     QCOMPARE(b->m_pointBorderPen, a->m_pointBorderPen);
     QCOMPARE(b->m_pointFillBrush, a->m_pointFillBrush);
     QCOMPARE(b->m_markerAnchor, QPoint(5, 6));
-    QCOMPARE(b->m_markerIcon.toImage().convertToFormat(QImage::Format_ARGB32),
-             a->m_markerIcon.toImage().convertToFormat(QImage::Format_ARGB32));
+    QCOMPARE(b->m_markerIcon.convertToFormat(QImage::Format_ARGB32),
+             a->m_markerIcon.convertToFormat(QImage::Format_ARGB32));
     QCOMPARE(b->m_linePen, a->m_linePen);
     QCOMPARE(b->m_polygonBorderPen, a->m_polygonBorderPen);
     QCOMPARE(b->m_polygonFillBrush, kstVectorLayer().m_polygonFillBrush); // not stored
