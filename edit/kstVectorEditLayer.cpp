@@ -648,10 +648,14 @@ void kstVectorEditLayer::mapViewChanged(const kstPlaneCoordinatesPoint& ltPcp, i
     if (!viewReady())
         return;
     if (level != m_level) {
+        const int oldLevel = m_level;
         m_level = level;
         setLayerBoundingRect();
-        if (isVisible())
+        if (isVisible()) {
             updateShapes();
+            updateBoxSelect(oldLevel);
+            updateNewingShape(oldLevel);
+        }
     }
     if (ltPcp != m_ltPcp) {
         m_ltPcp = ltPcp;
@@ -878,9 +882,6 @@ void kstVectorEditLayer::drawShapeLabels(QPainter* painter, const QStyleOptionGr
         }
     }
 }
-void kstVectorEditLayer::drawShapeNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawShapeVertexNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
 void kstVectorEditLayer::drawFit(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawBoxSelect(QPainter*, const QStyleOptionGraphicsItem*) {}
 
 } // namespace Kestrum
