@@ -61,6 +61,20 @@ QMap<QString, QVariant> vertexData(int index, const kstGeographicalCoordinatesPo
     return data;
 }
 
+// The ring (0 outer, then the holes) of a polygon vertex index, or -1.
+int polygonVertexRing(kstVectorShape* shape, int index)
+{
+    const Polygon__ polygon = static_cast<VectorPolygon*>(shape)->geoData();
+    int first = 0;
+    for (int ring = 0; ring <= polygon.inner.size(); ++ring) {
+        const int size = ring == 0 ? polygon.outer.size() : polygon.inner.at(ring - 1).size();
+        if (index >= first && index < first + size)
+            return ring;
+        first += size;
+    }
+    return -1;
+}
+
 } // namespace
 
 // --- Picking -------------------------------------------------------------
@@ -99,19 +113,28 @@ kstVectorShape* kstVectorEditLayer::currentHoverShape(const QPointF& scenePos) c
 
 void kstVectorEditLayer::removeShapeVertex(kstVectorShape* shape)
 {
-    if (!shape)
+    // The hovered index is only current while the pointer is on the handle.
+    if (!shape || shape->action() != kstVectorShape::Action_MoveVertex)
         return;
     const int index = shape->currentVertexHoverIndex();
     if (index == -1)
         return;
     const kstGeographicalCoordinatesPoint gcp = shape->vertex(index);
+    QMap<QString, QVariant> data = vertexData(index, gcp);
+    // The record is written after the removal: the ring a polygon vertex came
+    // from is taken now, for undo to put it back there.
+    if (shape->shapeType() == kstVectorShape::Type_Polygon)
+        data.insert(QStringLiteral("vertexRing"), polygonVertexRing(shape, index));
     if (!shape->removeVertex(index)) {
-        m_memo->memo(LayerMemo::VertexRemove, shape, vertexData(index, gcp));
+        m_memo->memo(LayerMemo::VertexRemove, shape, data);
         return;
     }
     // The shape cannot lose a vertex: it goes as a whole.
     m_memo->memo(LayerMemo::ShapesRemove, shape, QMap<QString, QVariant>());
     removeShape(shape);
+    // Off the scene it hears no hover leave; brought back it must not act on
+    // a pointer that has long moved on.
+    shape->setAction(kstVectorShape::Action_None);
 }
 
 // --- SelectEdit ----------------------------------------------------------

@@ -5,6 +5,7 @@
 #include "kstEditTestFixture.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
+#include "kstVectorLayerMemo.h"
 
 #include <QtTest>
 
@@ -46,6 +47,7 @@ class tst_kstVectorEditSelection : public QObject
 private slots:
     void clickPicksPointLineThenSmallestArea();
     void shapesAndVerticesAreDragged();
+    void editsAreRecordedAndUndone();
     void dragsStayInsideTheWorld();
     void rectangleDirectionAndPolygonSelect();
     void snappingToVertices();
@@ -160,6 +162,114 @@ void tst_kstVectorEditSelection::shapesAndVerticesAreDragged()
     f.hover(QPoint(260, 240));
     f.doubleClick(QPoint(260, 240));
     QCOMPARE(configured, QList<kstVectorCollect*>{square->shapeCollect()});
+}
+
+void tst_kstVectorEditSelection::editsAreRecordedAndUndone()
+{
+    EditFixture f(GCP(116.4, 39.9), 12);
+    kstVectorEditLayer& layer = f.layer();
+    kstVectorLayerMemo* memo = layer.memoer();
+    memo->setRecoverMapWhenDo(false);
+    auto* square = static_cast<VectorPolygon*>(f.add(squareAt(f, QPoint(200, 200), 100)));
+    auto* small = static_cast<VectorPolygon*>(f.add(squareAt(f, QPoint(400, 200), 40)));
+    layer.setLayerAction(kstVectorEditLayer::SelectEdit);
+    f.click(QPoint(250, 250));
+    f.click(QPoint(420, 220), Qt::ControlModifier);
+    const Polygon__ squareBefore = square->geoData();
+    const Polygon__ smallBefore = small->geoData();
+    const GCP lt0 = square->ltGcp();
+    const GCP lt1 = small->ltGcp();
+
+    // A drag of the selection: one record with the positions before it.
+    f.hover(QPoint(250, 250));
+    f.drag(QPoint(250, 250), QPoint(290, 290));
+    QCOMPARE(memo->undoList().size(), 1);
+    LayerMemo rec = memo->undoList().last();
+    QCOMPARE(rec.m_action, LayerMemo::ShapesMove);
+    QCOMPARE(rec.m_shapes, (QList<kstVectorShape*>{square, small}));
+    QCOMPARE(rec.m_data.value(QStringLiteral("shapesLtGcps")).value<QList<GCP>>(), (QList<GCP>{lt0, lt1}));
+    const Polygon__ squareMoved = square->geoData();
+    QVERIFY(squareMoved != squareBefore);
+    memo->undo();
+    QCOMPARE(square->geoData(), squareBefore);
+    QCOMPARE(small->geoData(), smallBefore);
+    memo->redo();
+    QVERIFY(geoDistance(square->geoData().outer.at(0), squareMoved.outer.at(0)) < 1e-9);
+
+    // A vertex drag: the vertex and its index before the move.
+    const QPoint corner = drawnAt(square, square->pixData().outer.at(1)).toPoint();
+    f.hover(corner);
+    QCOMPARE(square->action(), kstVectorShape::Action_MoveVertex);
+    const QPointF vertexBefore = square->geoData().outer.at(1);
+    f.drag(corner, corner + QPoint(20, -20));
+    rec = memo->undoList().last();
+    QCOMPARE(rec.m_action, LayerMemo::VertexMove);
+    QCOMPARE(rec.m_shapes, QList<kstVectorShape*>{square});
+    QCOMPARE(rec.m_data.value(QStringLiteral("vertexIndex")).toInt(), 1);
+    QCOMPARE(rec.m_data.value(QStringLiteral("vertexGcp")).value<GCP>().toPointF(), vertexBefore);
+    memo->undo();
+    QVERIFY(geoDistance(square->geoData().outer.at(1), vertexBefore) < 1e-9);
+
+    // A vertex inserted by a click.
+    const QPointF a = drawnAt(square, square->pixData().outer.at(2));
+    const QPointF b = drawnAt(square, square->pixData().outer.at(3));
+    const QPoint middle = ((a + b) / 2).toPoint() - QPoint(0, 1); // just inside the edge
+    f.hover(middle);
+    QCOMPARE(square->action(), kstVectorShape::Action_InsertVertex);
+    const int count = square->vertexCount();
+    f.click(middle);
+    QCOMPARE(square->vertexCount(), count + 1);
+    rec = memo->undoList().last();
+    QCOMPARE(rec.m_action, LayerMemo::VertexInsert);
+    const int inserted = rec.m_data.value(QStringLiteral("vertexIndex")).toInt();
+    QCOMPARE(square->vertex(inserted), rec.m_data.value(QStringLiteral("vertexGcp")).value<GCP>());
+    memo->undo();
+    QCOMPARE(square->vertexCount(), count);
+
+    // The vertex under the pointer is removed, and undo puts it back.
+    f.hover(corner);
+    const int index = square->currentVertexHoverIndex();
+    QCOMPARE(index, 1);
+    const Polygon__ beforeRemoval = square->geoData();
+    layer.removeShapeVertex(square);
+    QCOMPARE(square->vertexCount(), count - 1);
+    rec = memo->undoList().last();
+    QCOMPARE(rec.m_action, LayerMemo::VertexRemove);
+    QCOMPARE(rec.m_data.value(QStringLiteral("vertexIndex")).toInt(), 1);
+    QCOMPARE(rec.m_data.value(QStringLiteral("vertexGcp")).value<GCP>().toPointF(), beforeRemoval.outer.at(1));
+    memo->undo();
+    QCOMPARE(square->geoData(), beforeRemoval);
+
+    // A triangle cannot lose a vertex: the whole shape goes, undo brings it back.
+    auto* triangle = static_cast<VectorPolygon*>(
+        f.add(polygonAt(f, {QPoint(500, 400), QPoint(600, 400), QPoint(550, 480)})));
+    kstVectorCollect* collect = triangle->shapeCollect();
+    layer.clearSelected();
+    f.click(QPoint(550, 430));
+    f.hover(QPoint(600, 400));
+    QCOMPARE(triangle->action(), kstVectorShape::Action_MoveVertex);
+    QList<kstVectorShape*> removed;
+    connect(&layer, &kstVectorEditLayer::shapeRemoved, this, [&](kstVectorShape* s) { removed.append(s); });
+    const int records = memo->undoList().size();
+    layer.removeShapeVertex(triangle);
+    QCOMPARE(memo->undoList().size(), records + 1);
+    QCOMPARE(memo->undoList().last().m_action, LayerMemo::ShapesRemove);
+    QCOMPARE(memo->undoList().last().m_shapes, QList<kstVectorShape*>{triangle});
+    QCOMPARE(removed.size(), 1);
+    QVERIFY(!triangle->scene());
+    QVERIFY(!f.data()->m_collects.contains(collect->m_fid));
+    QCOMPARE(triangle->vertexCount(), 3);
+    memo->undo();
+    QVERIFY(triangle->scene());
+    QCOMPARE(f.data()->m_collects.value(collect->m_fid), collect);
+    QCOMPARE(collect->m_shapes, QList<kstVectorShape*>{triangle});
+
+    // The pointer left the handle: nothing removed, nothing recorded.
+    layer.clearSelected();
+    f.hover(QPoint(750, 50));
+    const int total = memo->undoList().size();
+    layer.removeShapeVertex(triangle);
+    QCOMPARE(memo->undoList().size(), total);
 }
 
 void tst_kstVectorEditSelection::dragsStayInsideTheWorld()
