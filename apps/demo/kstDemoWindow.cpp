@@ -1,5 +1,7 @@
 #include "kstDemoWindow.h"
 
+#include "kstDemoEditToolBar.h"
+#include "kstDemoEditor.h"
 #include "kstDemoLayerList.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
@@ -20,6 +22,7 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QStatusBar>
+#include <QTimer>
 #include <QToolBar>
 
 using namespace Kestrum;
@@ -63,6 +66,11 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
     dock->setObjectName(QStringLiteral("layersDock"));
     dock->setWidget(m_layerList);
     addDockWidget(Qt::LeftDockWidgetArea, dock);
+    m_editor = new kstDemoEditor(m_editLayer, [this] { return currentLayer(); }, this);
+    addToolBarBreak();
+    addToolBar(m_editor->toolBar());
+    statusBar()->addPermanentWidget(m_editor->measureLabel());
+    connect(m_editor, &kstDemoEditor::featuresChanged, this, [this] { m_layerList->setLayers(m_layers); });
     showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
@@ -76,6 +84,7 @@ kstDemoWindow::~kstDemoWindow()
     }
     // The shapes are child items of the edit layer: dispose of the layers
     // first, then of the edit layer, before the view deletes its scene.
+    m_editor->disposeRemoved();
     for (kstVectorLayer* layer : qAsConst(m_layers))
         kstVectorLayer::destoryLayer(layer);
     m_editLayer->removeFromMapView();
@@ -84,6 +93,7 @@ kstDemoWindow::~kstDemoWindow()
 
 void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
 {
+    m_editor->disposeRemoved();
     for (kstVectorLayer* layer : qAsConst(m_layers))
         m_editLayer->deleteLayer(layer);
     m_layers = layers;
@@ -92,6 +102,21 @@ void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
     m_editLayer->resetZLevel();
     m_editLayer->updateLabels();
     m_layerList->setLayers(m_layers);
+}
+
+kstVectorLayer* kstDemoWindow::currentLayer()
+{
+    if (kstVectorLayer* layer = m_layerList->currentLayer())
+        return layer;
+    if (m_layers.isEmpty()) {
+        kstVectorLayer* layer = kstVectorLayer::newLayer();
+        layer->m_name = tr("Drawing");
+        m_layers.append(layer);
+        m_editLayer->insertLayer(layer, 0);
+        m_editLayer->resetZLevel();
+        m_layerList->setLayers(m_layers);
+    }
+    return m_layers.first();
 }
 
 bool kstDemoWindow::openLayers(const QString& file)
@@ -233,6 +258,9 @@ bool kstDemoWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_view->viewport() && event->type() == QEvent::MouseMove)
         showCursor(static_cast<QMouseEvent*>(event)->localPos());
+    // Drags and clicks may have changed the selected shape's measure.
+    if (watched == m_view->viewport() && event->type() == QEvent::MouseButtonRelease)
+        QTimer::singleShot(0, m_editor, &kstDemoEditor::showMeasure);
     return QMainWindow::eventFilter(watched, event);
 }
 

@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class QLabel;
+class kstDemoEditor;
 class kstDemoLayerList;
 
 namespace Kestrum {
@@ -24,6 +25,11 @@ public:
     ~kstDemoWindow() override;
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
+    Kestrum::kstVectorEditLayer* editLayer() const { return m_editLayer; }
+    kstDemoEditor* editor() const { return m_editor; }
+    // The layer new features go into: the one current in the layer list, else
+    // the top one; a new layer when there is none.
+    Kestrum::kstVectorLayer* currentLayer();
 
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
@@ -50,6 +56,7 @@ private:
     Kestrum::kstTileMapView* m_view = nullptr;
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
     kstDemoLayerList* m_layerList = nullptr;
+    kstDemoEditor* m_editor = nullptr;
     Kestrum::kstVectorFileImport* m_importer = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;
