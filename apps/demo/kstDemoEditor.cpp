@@ -49,8 +49,11 @@ void kstDemoEditor::insertCreated(kstVectorCollect* collect)
     collect->m_layer = layer;
     collect->m_fid = layer->genFid();
     m_editLayer->insertCollect(collect);
-    // The layer's look, and its stacking place.
-    kstVectorEditLayer::updateLayerStyle(layer);
+    // The layer's look for the new shapes only (the others keep their own),
+    // and the layer's stacking place.
+    kstVectorLayer styleOnly(*layer);
+    styleOnly.m_collects = {{collect->m_fid, collect}};
+    kstVectorEditLayer::updateLayerStyle(&styleOnly);
     m_editLayer->resetZLevel();
     m_editLayer->memoer()->memo(LayerMemo::ShapesInsert, collect->m_shapes, {});
     m_editLayer->updateLabels();
