@@ -274,6 +274,8 @@ private:
     void hoverBoxSelect(const QPointF& pos);
     void selectShapesInScene(const QPainterPath& scenePath, Qt::ItemSelectionMode mode);
     void rescalePoints(QList<QPointF>& points, int oldLevel) const;
+    QList<kstVectorShape*> snapShapes(const QRectF& rect, kstVectorShape* excluded) const;
+    QPointF snapPoint(const QPointF& p, const QList<kstVectorShape*>& shapes) const;
     bool insideLayer(const QRectF& rect) const;
     void drawNewingRadius(QPainter* painter);
 

@@ -52,40 +52,51 @@ QVector<QPointF> pixelVertices(kstVectorShape* shape)
 
 } // namespace
 
-QPointF kstVectorEditLayer::vertexAdsorb(const QPointF& p, kstVectorShape* excluded)
+QList<kstVectorShape*> kstVectorEditLayer::snapShapes(const QRectF& rect, kstVectorShape* excluded) const
 {
-    if (!m_adsorbEnabled)
-        return p;
+    QList<kstVectorShape*> shapes;
+    if (!scene())
+        return shapes;
+    // Topmost first; the scene walks every shape, so one query serves many vertices.
+    const QList<QGraphicsItem*> items =
+        scene()->items(rect.translated(pos()), Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
+    for (QGraphicsItem* item : items) {
+        auto* shape = dynamic_cast<kstVectorShape*>(item);
+        if (shape && shape != excluded)
+            shapes.append(shape);
+    }
+    return shapes;
+}
+
+QPointF kstVectorEditLayer::snapPoint(const QPointF& p, const QList<kstVectorShape*>& shapes) const
+{
     const double t = m_adsorbTolerance;
-    // The square's edges belong to it.
-    auto inSquare = [&](const QPointF& c) {
-        return std::abs(c.x() - p.x()) <= t && std::abs(c.y() - p.y()) <= t;
-    };
     // Later candidates at the same distance replace earlier ones.
     QMap<double, QPointF> byDistance;
     auto consider = [&](const QPointF& c) {
-        if (!inSquare(c))
+        // The square's edges belong to it.
+        if (std::abs(c.x() - p.x()) > t || std::abs(c.y() - p.y()) > t)
             return;
         const double dx = p.x() - c.x();
         const double dy = p.y() - c.y();
         byDistance.insert(std::sqrt(dx * dx + dy * dy), c);
     };
-    for (const QPointF& c : qAsConst(m_newingPoints))
+    for (const QPointF& c : m_newingPoints)
         consider(c);
-    if (scene()) {
-        const QRectF square(p.x() - t, p.y() - t, 2 * t, 2 * t);
-        const QList<QGraphicsItem*> items =
-            scene()->items(square.translated(pos()), Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
-        for (QGraphicsItem* item : items) {
-            auto* shape = dynamic_cast<kstVectorShape*>(item);
-            if (!shape || shape == excluded)
-                continue;
-            const QPointF offset = shape->pos();
-            for (const QPointF& v : pixelVertices(shape))
-                consider(v + offset);
-        }
+    for (kstVectorShape* shape : shapes) {
+        const QPointF offset = shape->pos();
+        for (const QPointF& v : pixelVertices(shape))
+            consider(v + offset);
     }
     return byDistance.isEmpty() ? p : byDistance.first();
+}
+
+QPointF kstVectorEditLayer::vertexAdsorb(const QPointF& p, kstVectorShape* excluded)
+{
+    if (!m_adsorbEnabled)
+        return p;
+    const double t = m_adsorbTolerance;
+    return snapPoint(p, snapShapes(QRectF(p.x() - t, p.y() - t, 2 * t, 2 * t), excluded));
 }
 
 QPointF kstVectorEditLayer::shapeAdsorb(const QPointF& d, kstVectorShape* shape)
@@ -93,12 +104,21 @@ QPointF kstVectorEditLayer::shapeAdsorb(const QPointF& d, kstVectorShape* shape)
     if (!m_adsorbEnabled || !shape)
         return d;
     const QPointF base = shape->pos() + d;
+    QVector<QPointF> moved = pixelVertices(shape);
+    if (moved.isEmpty())
+        return d;
+    for (QPointF& v : moved)
+        v += base;
+    // The shapes near any vertex, asked for once; each vertex then looks at
+    // those whose vertices lie in its own square.
+    const double t = m_adsorbTolerance;
+    const QRectF around = QPolygonF(moved).boundingRect().adjusted(-t, -t, t, t);
+    const QList<kstVectorShape*> nearby = snapShapes(around, shape);
     // The first vertex that snaps decides the offset of the whole step.
-    for (const QPointF& v : pixelVertices(shape)) {
-        const QPointF moved = v + base;
-        const QPointF snapped = vertexAdsorb(moved, shape);
-        if (std::abs(snapped.x() - moved.x()) > kSnapTolerance || std::abs(snapped.y() - moved.y()) > kSnapTolerance)
-            return d + (snapped - moved);
+    for (const QPointF& v : qAsConst(moved)) {
+        const QPointF snapped = snapPoint(v, nearby);
+        if (std::abs(snapped.x() - v.x()) > kSnapTolerance || std::abs(snapped.y() - v.y()) > kSnapTolerance)
+            return d + (snapped - v);
     }
     return d;
 }
