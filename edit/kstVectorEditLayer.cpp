@@ -657,10 +657,13 @@ void kstVectorEditLayer::mapViewChanged(const kstPlaneCoordinatesPoint& ltPcp, i
     if (!viewReady())
         return;
     if (level != m_level) {
+        const int oldLevel = m_level;
         m_level = level;
         setLayerBoundingRect();
-        if (isVisible())
+        if (isVisible()) {
             updateShapes();
+            updateFitLines(oldLevel);
+        }
     }
     if (ltPcp != m_ltPcp) {
         m_ltPcp = ltPcp;
@@ -889,7 +892,6 @@ void kstVectorEditLayer::drawShapeLabels(QPainter* painter, const QStyleOptionGr
 }
 void kstVectorEditLayer::drawShapeNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
 void kstVectorEditLayer::drawShapeVertexNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawFit(QPainter*, const QStyleOptionGraphicsItem*) {}
 void kstVectorEditLayer::drawBoxSelect(QPainter*, const QStyleOptionGraphicsItem*) {}
 
 } // namespace Kestrum

@@ -10,6 +10,7 @@
 #include "kstLabelGrid.h"
 
 #include "kstDistanceArea.h"
+#include "kstFourParamter.h"
 
 #include <QBrush>
 #include <QColor>
@@ -153,6 +154,20 @@ public:
     void correctInShapes();
     void correctOutShapes();
 
+    // Fit lines: each joins where a feature lies (start) to where it belongs
+    // (end), in item pixels; their ends in plane coordinates are the control
+    // points of a four-parameter fit, which fitLayer applies to a layer.
+    void setFiltLine(int index, const kstPlaneCoordinatesPoint& src, const kstPlaneCoordinatesPoint& dst);
+    bool deleteFitLine(int index);
+    bool clearFit();
+    void reverseFitLine();
+    void setFitLineSelected(int index);
+    void getFitValues(QList<kstPlaneCoordinatesPoint>& src, QList<kstPlaneCoordinatesPoint>& dst);
+    void fitLayer(const FourParamter__& p, kstVectorLayer* layer);
+    void fitLayers(const FourParamter__& p, QList<kstVectorLayer*> layers);
+    QList<QLineF> fitLines() const { return m_fitLines; }
+    int selectedFitLine() const { return m_selectedFitLine; }
+
 public slots:
     void refresh();
     void mapViewResized(const QSize& size);
@@ -185,6 +200,12 @@ protected:
     virtual void drawShapeVertexNewing(QPainter* painter, const QStyleOptionGraphicsItem* option);
     virtual void drawFit(QPainter* painter, const QStyleOptionGraphicsItem* option);
     virtual void drawBoxSelect(QPainter* painter, const QStyleOptionGraphicsItem* option);
+
+    // Fit mode.
+    virtual void on_Fit_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_Fit_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_Fit_HoverMove(QGraphicsSceneHoverEvent* event);
+    void updateFitLines(int oldLevel);
 
     void setLayerBoundingRect();
     void setLayerPosition();
