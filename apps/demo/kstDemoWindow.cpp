@@ -1,6 +1,8 @@
 #include "kstDemoWindow.h"
 
+#include "kstDemoFitPanel.h"
 #include "kstDemoLayerList.h"
+#include "kstDemoUndoActions.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -63,6 +65,7 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
     dock->setObjectName(QStringLiteral("layersDock"));
     dock->setWidget(m_layerList);
     addDockWidget(Qt::LeftDockWidgetArea, dock);
+    createEditTools();
     showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
@@ -227,6 +230,28 @@ void kstDemoWindow::createActions()
         viewMenu->addAction(action);
         toolBar->addAction(action);
     }
+}
+
+void kstDemoWindow::createEditTools()
+{
+    m_undoActions = new kstDemoUndoActions(m_editLayer, this);
+    QMenu* editMenu = menuBar()->addMenu(tr("&Edit"));
+    QToolBar* toolBar = addToolBar(tr("Edit"));
+    toolBar->setObjectName(QStringLiteral("editToolBar"));
+    QAction* fitMode = new QAction(tr("&Fit Lines"), this);
+    fitMode->setCheckable(true);
+    connect(fitMode, &QAction::toggled, this, [this](bool on) {
+        m_editLayer->setLayerAction(on ? kstVectorEditLayer::Fit : kstVectorEditLayer::None);
+    });
+    for (QAction* action : {m_undoActions->undoAction(), m_undoActions->redoAction(), fitMode}) {
+        editMenu->addAction(action);
+        toolBar->addAction(action);
+    }
+    m_fitPanel = new kstDemoFitPanel(m_editLayer, this);
+    auto* dock = new QDockWidget(tr("Fit"), this);
+    dock->setObjectName(QStringLiteral("fitDock"));
+    dock->setWidget(m_fitPanel);
+    addDockWidget(Qt::RightDockWidgetArea, dock);
 }
 
 bool kstDemoWindow::eventFilter(QObject* watched, QEvent* event)

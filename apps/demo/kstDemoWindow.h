@@ -3,7 +3,9 @@
 #include <QMainWindow>
 
 class QLabel;
+class kstDemoFitPanel;
 class kstDemoLayerList;
+class kstDemoUndoActions;
 
 namespace Kestrum {
 class kstPlaneCoordinatesPoint;
@@ -24,6 +26,9 @@ public:
     ~kstDemoWindow() override;
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
+    Kestrum::kstVectorEditLayer* editLayer() const { return m_editLayer; }
+    kstDemoFitPanel* fitPanel() const { return m_fitPanel; }
+    kstDemoUndoActions* undoActions() const { return m_undoActions; }
 
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
@@ -41,6 +46,7 @@ protected:
 private:
     void createActions();
     void createFileMenu();
+    void createEditTools();
     void showLayers(const QList<Kestrum::kstVectorLayer*>& layers);
     void zoomToLayers();
     void showImportedLayer(Kestrum::kstVectorLayer* layer);
@@ -50,6 +56,8 @@ private:
     Kestrum::kstTileMapView* m_view = nullptr;
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
     kstDemoLayerList* m_layerList = nullptr;
+    kstDemoUndoActions* m_undoActions = nullptr;
+    kstDemoFitPanel* m_fitPanel = nullptr;
     Kestrum::kstVectorFileImport* m_importer = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;
