@@ -55,6 +55,9 @@ bool kstShapeGeometry::restore(int index, kstVectorShape* shape, double toleranc
         return true; // already exact
     if (!setPointsOf(shape, m_points.mid(begin, count)))
         return false;
+    // The extent keeps corners that moved by less than 1e-12; it must be the
+    // exact one of these points, as it was, so it is computed afresh.
+    shape->setShapeExtent(GCP(180.0, -90.0), GCP(-180.0, 90.0));
     shape->updateShape(shape->curMpp(), shape->curProj(), true);
     return true;
 }

@@ -662,6 +662,7 @@ void kstVectorEditLayer::mapViewChanged(const kstPlaneCoordinatesPoint& ltPcp, i
         setLayerBoundingRect();
         if (isVisible()) {
             updateShapes();
+            updateFitLines(oldLevel);
             updateBoxSelect(oldLevel);
             updateNewingShape(oldLevel);
         }
@@ -891,6 +892,5 @@ void kstVectorEditLayer::drawShapeLabels(QPainter* painter, const QStyleOptionGr
         }
     }
 }
-void kstVectorEditLayer::drawFit(QPainter*, const QStyleOptionGraphicsItem*) {}
 
 } // namespace Kestrum

@@ -10,6 +10,7 @@
 #include "kstLabelGrid.h"
 
 #include "kstDistanceArea.h"
+#include "kstFourParamter.h"
 
 #include <QBrush>
 #include <QColor>
@@ -175,6 +176,19 @@ public:
     QList<QPointF> newingPoints() const { return m_newingPoints; }
     int boxSelectState() const { return m_boxSelecting; }
     QList<QPointF> boxPoints() const { return m_boxPoints; }
+    // Fit lines: each joins where a feature lies (start) to where it belongs
+    // (end), in item pixels; their ends in plane coordinates are the control
+    // points of a four-parameter fit, which fitLayer applies to a layer.
+    void setFiltLine(int index, const kstPlaneCoordinatesPoint& src, const kstPlaneCoordinatesPoint& dst);
+    bool deleteFitLine(int index);
+    bool clearFit();
+    void reverseFitLine();
+    void setFitLineSelected(int index);
+    void getFitValues(QList<kstPlaneCoordinatesPoint>& src, QList<kstPlaneCoordinatesPoint>& dst);
+    void fitLayer(const FourParamter__& p, kstVectorLayer* layer);
+    void fitLayers(const FourParamter__& p, QList<kstVectorLayer*> layers);
+    QList<QLineF> fitLines() const { return m_fitLines; }
+    int selectedFitLine() const { return m_selectedFitLine; }
 
 public slots:
     void refresh();
@@ -257,6 +271,11 @@ protected:
     void updateBoxSelect(int oldLevel);
     // The handle square of side m_vertexSize centred on a point.
     QRectF vertexRect(const QPointF& p) const;
+    // Fit mode.
+    virtual void on_Fit_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_Fit_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_Fit_HoverMove(QGraphicsSceneHoverEvent* event);
+    void updateFitLines(int oldLevel);
 
     void setLayerBoundingRect();
     void setLayerPosition();

@@ -80,7 +80,7 @@ void kstVectorEditLayer::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
             case NewPolygon: on_NewPolygon_LeftClicked(event); break;
             case NewRect: on_NewRect_LeftClicked(event); break;
             case NewCircle: on_NewCircle_LeftClicked(event); break;
-            // FIT-DISPATCH (after merging the fit lines): case Fit: on_Fit_LeftClicked(event); break;
+            case Fit: on_Fit_LeftClicked(event); break;
             case RectSelect: on_RectSelect_LeftClicked(event); break;
             case PolygonSelect: on_PolygonSelect_LeftClicked(event); break;
             default: break;
@@ -126,7 +126,7 @@ void kstVectorEditLayer::hoverMoveEvent(QGraphicsSceneHoverEvent* event)
         case NewPolygon: on_NewPolygon_HoverMove(event); break;
         case NewRect: on_NewRect_HoverMove(event); break;
         case NewCircle: on_NewCircle_HoverMove(event); break;
-        // FIT-DISPATCH (after merging the fit lines): case Fit: on_Fit_HoverMove(event); break;
+        case Fit: on_Fit_HoverMove(event); break;
         case RectSelect: on_RectSelect_HoverMove(event); break;
         case PolygonSelect: on_PolygonSelect_HoverMove(event); break;
         default: break;
@@ -144,7 +144,7 @@ void kstVectorEditLayer::contextMenuEvent(QGraphicsSceneContextMenuEvent* event)
         case NewPolygon: on_NewPolygon_RightClicked(event); break;
         case NewRect: on_NewRect_RightClicked(event); break;
         case NewCircle: on_NewCirce_RightClicked(event); break;
-        // FIT-DISPATCH (after merging the fit lines): case Fit: on_Fit_RightClicked(event); break;
+        case Fit: on_Fit_RightClicked(event); break;
         case RectSelect: on_RectSelect_RightClicked(event); break;
         case PolygonSelect: on_PolygonSelect_RightClicked(event); break;
         default: break;

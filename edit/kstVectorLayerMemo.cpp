@@ -151,6 +151,12 @@ QMap<QString, QVariant> kstVectorLayerMemo::exactData(const LayerMemo& rec) cons
         data.insert(kShapesIndexes, collectPositions(rec.m_shapes));
         break;
     case LayerMemo::ShapesMove:
+        // Moves keep the pixel form: it must be the one of the geometry
+        // (after a rectangle's handle edit it can be a fraction off).
+        for (kstVectorShape* shape : rec.m_shapes) {
+            if (shape)
+                shape->updateShape(shape->curMpp(), shape->curProj(), false);
+        }
         data.insert(kShapesGeometry, QVariant::fromValue(kstShapeGeometry::capture(rec.m_shapes)));
         break;
     case LayerMemo::VertexMove:
@@ -169,6 +175,16 @@ QMap<QString, QVariant> kstVectorLayerMemo::exactData(const LayerMemo& rec) cons
     default:
         break;
     }
+    return data;
+}
+
+QMap<QString, QVariant> kstVectorLayerMemo::vertexRemoveData(kstVectorShape* shape, int index)
+{
+    QMap<QString, QVariant> data;
+    data.insert(kVertexIndex, index);
+    data.insert(kVertexGcp, QVariant::fromValue(shape ? shape->vertex(index) : GCP()));
+    if (shape && shape->shapeType() == kstVectorShape::Type_Polygon && ringOfVertex(shape, index) >= 0)
+        data.insert(kVertexRing, ringOfVertex(shape, index));
     return data;
 }
 
@@ -299,10 +315,13 @@ LayerMemo kstVectorLayerMemo::moveShapes(const LayerMemo& rec)
     const QList<GCP> targets = rec.m_data.value(kShapesLtGcps).value<QList<GCP>>();
     const kstShapeGeometry exact = rec.m_data.value(kShapesGeometry).value<kstShapeGeometry>();
     for (int i = 0; i < targets.size() && i < rec.m_shapes.size(); ++i) {
-        if (!rec.m_shapes.at(i))
+        kstVectorShape* shape = rec.m_shapes.at(i);
+        if (!shape)
             continue;
-        rec.m_shapes.at(i)->moveShapeTo(targets.at(i));
-        exact.restore(i, rec.m_shapes.at(i), kMoveTolerance);
+        // The pixel form of the geometry, as when the move was recorded.
+        shape->updateShape(shape->curMpp(), shape->curProj(), false);
+        shape->moveShapeTo(targets.at(i));
+        exact.restore(i, shape, kMoveTolerance);
     }
     selectAgain(rec);
     if (m_editLayer)

@@ -45,6 +45,12 @@ public:
     void undo();
     void redo();
 
+    // The data of a vertex removal ("vertexIndex", "vertexGcp" and, for a
+    // polygon, "vertexRing"), to be taken before the vertex is removed and
+    // recorded once it is gone: the ring makes the undo exact where a ring's
+    // first vertex and the previous ring's last share an index.
+    static QMap<QString, QVariant> vertexRemoveData(kstVectorShape* shape, int index);
+
     void clearUndo();
     void clearRedo();
     void clearDo();

@@ -1,7 +1,6 @@
 #include "kstDemoEditToolBar.h"
 
 #include "kstVectorEditLayer.h"
-#include "kstVectorLayerMemo.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -32,15 +31,7 @@ kstDemoEditToolBar::kstDemoEditToolBar(kstVectorEditLayer* editLayer, QWidget* p
     m_snap->setToolTip(tr("Snap placed and dragged vertices onto nearby vertices"));
     connect(m_snap, &QAction::toggled, editLayer, &kstVectorEditLayer::setVertexAdsorbEnable);
 
-    kstVectorLayerMemo* memo = editLayer->memoer();
-    m_undo = addAction(tr("Undo"), memo, &kstVectorLayerMemo::undo);
-    m_undo->setShortcut(QKeySequence::Undo);
-    m_undo->setEnabled(memo->undoUsability());
-    connect(editLayer, &kstVectorEditLayer::undoUsabilityChanged, m_undo, &QAction::setEnabled);
-    m_redo = addAction(tr("Redo"), memo, &kstVectorLayerMemo::redo);
-    m_redo->setShortcut(QKeySequence::Redo);
-    m_redo->setEnabled(memo->redoUsability());
-    connect(editLayer, &kstVectorEditLayer::redoUsabilityChanged, m_redo, &QAction::setEnabled);
+    addSeparator();
     m_delete = addAction(tr("Delete"), this, &kstDemoEditToolBar::deleteRequested);
     m_delete->setShortcut(QKeySequence::Delete);
     m_delete->setToolTip(tr("Delete the vertex under the pointer, or else the selected shapes"));

@@ -11,7 +11,7 @@ class kstVectorEditLayer;
 
 // The editing toolbar: one checked mode of the edit layer at a time (select,
 // draw a point, line, polygon, rectangle or circle, select by rectangle or
-// polygon, fit lines), snapping, undo, redo and delete. It follows mode
+// polygon, fit lines), snapping and delete. It follows mode
 // changes that the edit layer makes itself.
 class kstDemoEditToolBar : public QToolBar
 {
@@ -22,8 +22,6 @@ public:
 
     QAction* modeAction(int action) const;
     QAction* snapAction() const { return m_snap; }
-    QAction* undoAction() const { return m_undo; }
-    QAction* redoAction() const { return m_redo; }
     QAction* deleteAction() const { return m_delete; }
 
 signals:
@@ -36,7 +34,5 @@ private:
     Kestrum::kstVectorEditLayer* m_editLayer;
     QActionGroup* m_modes;
     QAction* m_snap = nullptr;
-    QAction* m_undo = nullptr;
-    QAction* m_redo = nullptr;
     QAction* m_delete = nullptr;
 };

@@ -2,7 +2,9 @@
 
 #include "kstDemoEditToolBar.h"
 #include "kstDemoEditor.h"
+#include "kstDemoFitPanel.h"
 #include "kstDemoLayerList.h"
+#include "kstDemoUndoActions.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -66,11 +68,7 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
     dock->setObjectName(QStringLiteral("layersDock"));
     dock->setWidget(m_layerList);
     addDockWidget(Qt::LeftDockWidgetArea, dock);
-    m_editor = new kstDemoEditor(m_editLayer, [this] { return currentLayer(); }, this);
-    addToolBarBreak();
-    addToolBar(m_editor->toolBar());
-    statusBar()->addPermanentWidget(m_editor->measureLabel());
-    connect(m_editor, &kstDemoEditor::featuresChanged, this, [this] { m_layerList->setLayers(m_layers); });
+    createEditTools();
     showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
@@ -252,6 +250,27 @@ void kstDemoWindow::createActions()
         viewMenu->addAction(action);
         toolBar->addAction(action);
     }
+}
+
+void kstDemoWindow::createEditTools()
+{
+    m_undoActions = new kstDemoUndoActions(m_editLayer, this);
+    // The modes (fit lines among them), snapping, undo, redo and delete.
+    m_editor = new kstDemoEditor(m_editLayer, [this] { return currentLayer(); }, this);
+    kstDemoEditToolBar* toolBar = m_editor->toolBar();
+    addToolBarBreak();
+    addToolBar(toolBar);
+    toolBar->insertActions(toolBar->deleteAction(), {m_undoActions->undoAction(), m_undoActions->redoAction()});
+    QMenu* editMenu = menuBar()->addMenu(tr("&Edit"));
+    for (QAction* action : {m_undoActions->undoAction(), m_undoActions->redoAction(), toolBar->deleteAction()})
+        editMenu->addAction(action);
+    statusBar()->addPermanentWidget(m_editor->measureLabel());
+    connect(m_editor, &kstDemoEditor::featuresChanged, this, [this] { m_layerList->setLayers(m_layers); });
+    m_fitPanel = new kstDemoFitPanel(m_editLayer, this);
+    auto* dock = new QDockWidget(tr("Fit"), this);
+    dock->setObjectName(QStringLiteral("fitDock"));
+    dock->setWidget(m_fitPanel);
+    addDockWidget(Qt::RightDockWidgetArea, dock);
 }
 
 bool kstDemoWindow::eventFilter(QObject* watched, QEvent* event)

@@ -4,7 +4,9 @@
 
 class QLabel;
 class kstDemoEditor;
+class kstDemoFitPanel;
 class kstDemoLayerList;
+class kstDemoUndoActions;
 
 namespace Kestrum {
 class kstPlaneCoordinatesPoint;
@@ -30,6 +32,8 @@ public:
     // The layer new features go into: the one current in the layer list, else
     // the top one; a new layer when there is none.
     Kestrum::kstVectorLayer* currentLayer();
+    kstDemoFitPanel* fitPanel() const { return m_fitPanel; }
+    kstDemoUndoActions* undoActions() const { return m_undoActions; }
 
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
@@ -47,6 +51,7 @@ protected:
 private:
     void createActions();
     void createFileMenu();
+    void createEditTools();
     void showLayers(const QList<Kestrum::kstVectorLayer*>& layers);
     void zoomToLayers();
     void showImportedLayer(Kestrum::kstVectorLayer* layer);
@@ -57,6 +62,8 @@ private:
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
     kstDemoLayerList* m_layerList = nullptr;
     kstDemoEditor* m_editor = nullptr;
+    kstDemoUndoActions* m_undoActions = nullptr;
+    kstDemoFitPanel* m_fitPanel = nullptr;
     Kestrum::kstVectorFileImport* m_importer = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;

@@ -2,6 +2,7 @@
 #include "kstDemoEditToolBar.h"
 #include "kstDemoEditor.h"
 #include "kstDemoPropertiesDialog.h"
+#include "kstDemoUndoActions.h"
 #include "kstDemoWindow.h"
 #include "kstDistanceArea.h"
 #include "kstTileMapView.h"
@@ -75,10 +76,10 @@ void tst_kstDemoEditor::drawDeleteUndoAndConfigure()
     memo->setRecoverMapWhenDo(false);
     QCOMPARE(memo->undoList().last().m_action, LayerMemo::ShapesInsert);
     QCOMPARE(memo->undoList().last().m_shapes, QList<kstVectorShape*>{line});
-    QVERIFY(toolBar->undoAction()->isEnabled());
-    toolBar->undoAction()->trigger();
+    QVERIFY(window.undoActions()->undoAction()->isEnabled());
+    window.undoActions()->undoAction()->trigger();
     QVERIFY(!layer->m_collects.contains(nextFid));
-    toolBar->redoAction()->trigger();
+    window.undoActions()->redoAction()->trigger();
     QCOMPARE(layer->m_collects.value(nextFid), created);
 
     // Select it: the status bar shows its length.
@@ -123,7 +124,7 @@ void tst_kstDemoEditor::drawDeleteUndoAndConfigure()
     toolBar->deleteAction()->trigger();
     QVERIFY(!layer->m_collects.contains(nextFid));
     QCOMPARE(memo->undoList().last().m_action, LayerMemo::ShapesRemove);
-    toolBar->undoAction()->trigger();
+    window.undoActions()->undoAction()->trigger();
     QCOMPARE(layer->m_collects.value(nextFid), created);
     toolBar->deleteAction()->trigger();
     // The window disposes of the removed line when it closes.
