@@ -63,6 +63,7 @@ private slots:
     void drawingNearTheEdgeOfTheWorld();
     void rubberBandAndRadiusArePainted();
     void drawnPointsFollowZoom();
+    void fitModeEventsReachTheFitLines();
 };
 
 void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
@@ -353,6 +354,29 @@ void tst_kstVectorEditDrawing::drawnPointsFollowZoom()
         const GCP expected = i == 0 ? g0 : g1;
         QVERIFY(QLineF(viewportPix, f.pixOf(expected)).length() < 1e-6);
     }
+}
+
+void tst_kstVectorEditDrawing::fitModeEventsReachTheFitLines()
+{
+    EditFixture f(GCP(116.4, 39.9), 12);
+    kstVectorEditLayer& layer = f.layer();
+    int changes = 0;
+    connect(&layer, &kstVectorEditLayer::fitValuesChanged, this, [&] { ++changes; });
+    layer.setLayerAction(kstVectorEditLayer::Fit);
+    f.hover(QPoint(100, 100));
+    f.click(QPoint(100, 100));
+    f.hover(QPoint(180, 140));
+    f.click(QPoint(180, 140));
+    QCOMPARE(layer.fitLines(), QList<QLineF>{QLineF(f.itemPos(QPoint(100, 100)), f.itemPos(QPoint(180, 140)))});
+    QCOMPARE(changes, 1);
+    // A right click drops a line being drawn; drawing modes' lists stay empty.
+    f.hover(QPoint(300, 300));
+    f.click(QPoint(300, 300));
+    f.hover(QPoint(320, 330));
+    QCOMPARE(layer.fitLines().size(), 2);
+    f.rightClick(QPoint(320, 330));
+    QCOMPARE(layer.fitLines().size(), 1);
+    QVERIFY(layer.newingPoints().isEmpty());
 }
 
 QTEST_MAIN(tst_kstVectorEditDrawing)
