@@ -51,6 +51,23 @@ Eigen::VectorXd observations(const QList<QPointF>& dest)
     return L;
 }
 
+QPointF mean(const QList<QPointF>& points)
+{
+    QPointF sum(0.0, 0.0);
+    for (const QPointF& p : points)
+        sum += p;
+    return sum / double(points.size());
+}
+
+QList<QPointF> shifted(const QList<QPointF>& points, const QPointF& origin)
+{
+    QList<QPointF> result;
+    result.reserve(points.size());
+    for (const QPointF& p : points)
+        result.append(p - origin);
+    return result;
+}
+
 } // namespace
 
 kstFourParamter::kstFourParamter(const FourParamter__& param) : m_param(param) {}
@@ -67,7 +84,14 @@ void kstFourParamter::backCalc(const QList<QPointF>& src, const QList<QPointF>& 
         return;
     }
 
-    const kstLeastSquares fit = kstLeastSquares::solve(designMatrix(src), observations(dest));
+    // Plane coordinates run to 1e7 m, where the normal equations lose
+    // millimetres; the fit is made on coordinates relative to the means of
+    // the two point sets, which has the same solution with the translation
+    // carried back below, and the same residuals.
+    const QPointF srcMean = mean(src);
+    const QPointF destMean = mean(dest);
+    const kstLeastSquares fit =
+        kstLeastSquares::solve(designMatrix(shifted(src, srcMean)), observations(shifted(dest, destMean)));
     const Eigen::VectorXd& X = fit.unknowns;
     const Eigen::VectorXd& V = fit.residuals;
     m_residuals.clear();
@@ -82,8 +106,8 @@ void kstFourParamter::backCalc(const QList<QPointF>& src, const QList<QPointF>& 
     m_middleError = n > 2 ? std::sqrt(V.dot(V) / (2 * n - 3)) : 0.0;
 
     const double a = X(0), b = X(1);
-    m_param.dx = X(2);
-    m_param.dy = X(3);
+    m_param.dx = destMean.x() + X(2) - (a * srcMean.x() - b * srcMean.y());
+    m_param.dy = destMean.y() + X(3) - (b * srcMean.x() + a * srcMean.y());
     m_param.scale = std::sqrt(a * a + b * b);
     // One-argument arc tangent: exact for rotations within +-90 degrees,
     // which covers fits between two realisations of the same plane system.

@@ -211,6 +211,7 @@ void kstVectorEditLayer::deleteLayer(kstVectorLayer* layer)
     if (!m_layers.contains(layer))
         return;
     removeLayer(layer);
+    m_memo->removeDo(layer); // records must not outlive what they point to
     kstVectorLayer::destoryLayer(layer);
 }
 
@@ -261,6 +262,7 @@ void kstVectorEditLayer::deleteCollect(kstVectorCollect* collect)
     if (!collect)
         return;
     removeCollect(collect);
+    m_memo->removeDo(collect);
     kstVectorCollect::destroyCollect(collect);
 }
 
@@ -333,6 +335,13 @@ void kstVectorEditLayer::deleteShapes(const QList<kstVectorShape*>& shapes)
         removeShape(copy.first());
     else
         removeShapes(copy);
+    // Records of these shapes, and of shapes of collects that end empty and
+    // go with them, must not outlive them.
+    m_memo->removeDo(copy);
+    for (kstVectorShape* shape : copy) {
+        if (shape->shapeCollect() && shape->shapeCollect()->m_shapes.isEmpty())
+            m_memo->removeDo(shape->shapeCollect());
+    }
     QList<kstVectorCollect*> deleted;
     for (kstVectorShape* shape : copy) {
         kstVectorCollect* collect = shape->shapeCollect();
@@ -648,10 +657,15 @@ void kstVectorEditLayer::mapViewChanged(const kstPlaneCoordinatesPoint& ltPcp, i
     if (!viewReady())
         return;
     if (level != m_level) {
+        const int oldLevel = m_level;
         m_level = level;
         setLayerBoundingRect();
-        if (isVisible())
+        if (isVisible()) {
             updateShapes();
+            updateFitLines(oldLevel);
+            updateBoxSelect(oldLevel);
+            updateNewingShape(oldLevel);
+        }
     }
     if (ltPcp != m_ltPcp) {
         m_ltPcp = ltPcp;
@@ -878,9 +892,5 @@ void kstVectorEditLayer::drawShapeLabels(QPainter* painter, const QStyleOptionGr
         }
     }
 }
-void kstVectorEditLayer::drawShapeNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawShapeVertexNewing(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawFit(QPainter*, const QStyleOptionGraphicsItem*) {}
-void kstVectorEditLayer::drawBoxSelect(QPainter*, const QStyleOptionGraphicsItem*) {}
 
 } // namespace Kestrum

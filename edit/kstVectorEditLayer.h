@@ -10,6 +10,7 @@
 #include "kstLabelGrid.h"
 
 #include "kstDistanceArea.h"
+#include "kstFourParamter.h"
 
 #include <QBrush>
 #include <QColor>
@@ -17,6 +18,7 @@
 #include <QList>
 #include <QMap>
 #include <QObject>
+#include <QPainterPath>
 #include <QPen>
 #include <QRectF>
 #include <QSize>
@@ -153,6 +155,41 @@ public:
     void correctInShapes();
     void correctOutShapes();
 
+    // --- Mouse editing: drawing, selection, vertex editing, snapping -------
+    // The selected shape that the pointer is over (what a drag or click edits).
+    kstVectorShape* currentInteractiveShape() const;
+    // The shape a click at a scene position means: a point before a line,
+    // a line before an area, the smallest area last.
+    kstVectorShape* currentHoverShape(const QPointF& scenePos) const;
+    // Removes the vertex under the pointer, or the whole shape when it cannot
+    // lose one; both are recorded for undo.
+    void removeShapeVertex(kstVectorShape* shape);
+    void setVertexAdsorbEnable(bool enable) { m_adsorbEnabled = enable; }
+    bool vertexAdsorbEnable() const { return m_adsorbEnabled; }
+    int vertexAdsorbTolerance() const { return m_adsorbTolerance; }
+    // Drops the points of the shape being drawn; the drawing state stays.
+    void clearNewingShape();
+    // Read-only views of the drawing and selection-outline states
+    // (0 off, 1 ready, 2 drawing, 3 finished) and their points, in the edit
+    // layer's item pixels.
+    int newingState() const { return m_newing; }
+    QList<QPointF> newingPoints() const { return m_newingPoints; }
+    int boxSelectState() const { return m_boxSelecting; }
+    QList<QPointF> boxPoints() const { return m_boxPoints; }
+    // Fit lines: each joins where a feature lies (start) to where it belongs
+    // (end), in item pixels; their ends in plane coordinates are the control
+    // points of a four-parameter fit, which fitLayer applies to a layer.
+    void setFiltLine(int index, const kstPlaneCoordinatesPoint& src, const kstPlaneCoordinatesPoint& dst);
+    bool deleteFitLine(int index);
+    bool clearFit();
+    void reverseFitLine();
+    void setFitLineSelected(int index);
+    void getFitValues(QList<kstPlaneCoordinatesPoint>& src, QList<kstPlaneCoordinatesPoint>& dst);
+    void fitLayer(const FourParamter__& p, kstVectorLayer* layer);
+    void fitLayers(const FourParamter__& p, QList<kstVectorLayer*> layers);
+    QList<QLineF> fitLines() const { return m_fitLines; }
+    int selectedFitLine() const { return m_selectedFitLine; }
+
 public slots:
     void refresh();
     void mapViewResized(const QSize& size);
@@ -186,6 +223,60 @@ protected:
     virtual void drawFit(QPainter* painter, const QStyleOptionGraphicsItem* option);
     virtual void drawBoxSelect(QPainter* painter, const QStyleOptionGraphicsItem* option);
 
+    // --- Mouse editing: event dispatch and the mode handlers ---------------
+    void contextMenuEvent(QGraphicsSceneContextMenuEvent* event) override;
+    void hoverMoveEvent(QGraphicsSceneHoverEvent* event) override;
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) override;
+
+    virtual void on_SelectEdit_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_SelectEdit_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_SelectEdit_DoubleClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_SelectEdit_DragBegin(QGraphicsSceneMouseEvent* event);
+    virtual void on_SelectEdit_DragMove(QGraphicsSceneMouseEvent* event);
+    virtual void on_SelectEdit_DragEnd(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewPoint_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewLine_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewLine_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_NewLine_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_NewLine_DoubleClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewPolygon_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewPolygon_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_NewPolygon_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_NewPolygon_DoubleClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewRect_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewRect_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_NewRect_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_NewCircle_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_NewCirce_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_NewCircle_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_RectSelect_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_RectSelect_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_RectSelect_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_PolygonSelect_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_PolygonSelect_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_PolygonSelect_HoverMove(QGraphicsSceneHoverEvent* event);
+    virtual void on_PolygonSelect_DoubleClicked(QGraphicsSceneMouseEvent* event);
+
+    // Snapping: a position pulled onto the nearest vertex within the square
+    // tolerance, and a drag offset corrected so that a vertex of the dragged
+    // shape lands on one.
+    QPointF vertexAdsorb(const QPointF& p, kstVectorShape* excluded);
+    QPointF shapeAdsorb(const QPointF& d, kstVectorShape* shape);
+    // Rescale the stored points of the shape being drawn and of the selection
+    // outline after a change of level.
+    void updateNewingShape(int oldLevel);
+    void updateBoxSelect(int oldLevel);
+    // The handle square of side m_vertexSize centred on a point.
+    QRectF vertexRect(const QPointF& p) const;
+    // Fit mode.
+    virtual void on_Fit_LeftClicked(QGraphicsSceneMouseEvent* event);
+    virtual void on_Fit_RightClicked(QGraphicsSceneContextMenuEvent* event);
+    virtual void on_Fit_HoverMove(QGraphicsSceneHoverEvent* event);
+    void updateFitLines(int oldLevel);
+
     void setLayerBoundingRect();
     void setLayerPosition();
     void updateShapes();
@@ -193,6 +284,20 @@ protected:
     bool isIntersectsWithCurrentLabels(const QRectF& rect) const;
 
 private:
+    // Mouse editing helpers.
+    void finishShape(kstVectorShape* shape, int geometryType);
+    QPointF layerGeoPoint(const QPointF& p) const;
+    void clickNewLineOrPolygon(const QPointF& pos);
+    void hoverNewLineOrPolygon(const QPointF& pos);
+    void rightClickPointList(QList<QPointF>& points, int& state);
+    void hoverBoxSelect(const QPointF& pos);
+    void selectShapesInScene(const QPainterPath& scenePath, Qt::ItemSelectionMode mode);
+    void rescalePoints(QList<QPointF>& points, int oldLevel) const;
+    QList<kstVectorShape*> snapShapes(const QRectF& rect, kstVectorShape* excluded) const;
+    QPointF snapPoint(const QPointF& p, const QList<kstVectorShape*>& shapes) const;
+    bool insideLayer(const QRectF& rect) const;
+    void drawNewingRadius(QPainter* painter);
+
     void clearShapeLabels();
     void dropShapeLabels(kstVectorShape* shape);
     QList<VectorShapeLabel__*> placeLabels(kstVectorShape* shape, const QRectF& visible);

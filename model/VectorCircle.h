@@ -74,9 +74,10 @@ public:
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
 
-private:
     // "1.500km" above 1000 m, "1000.00m" up to it.
     static QString radiusText(double metres);
+
+private:
     static constexpr int kHandleCount = 4;
 
     // Pixel ring index of handle 1 to 4, or -1 while the ring is empty.

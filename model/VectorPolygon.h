@@ -67,6 +67,9 @@ public:
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
 
+    // The polygon in the exchange frame (WGS84), by value.
+    OGRPolygon toOGR();
+
 private:
     // Ring and local index of a vertex index; false when it lies in no ring.
     bool polygonIndex2RingIndex_HoverVertex(Polygon__* polygon, int index, QPolygonF*& ring, int& ringIndex);
@@ -75,8 +78,7 @@ private:
     // The ring without points that share a whole pixel with their predecessor, closed.
     QPolygonF simplifyPolygon(const QPolygonF& ring);
 
-    // Export in the exchange frame: WGS84, or transformed into a target system.
-    OGRPolygon toOGR();
+    // Rings in the exchange frame: WGS84, or transformed into a target system.
     OGRLinearRing toRing(const QPolygonF& ring);
     OGRLinearRing toRing(const QPolygonF& ring, OGRSpatialReference* srs);
 

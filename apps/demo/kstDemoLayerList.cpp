@@ -30,8 +30,17 @@ kstDemoLayerList::kstDemoLayerList(kstVectorEditLayer* editLayer, QWidget* paren
     connect(this, &QTreeWidget::itemChanged, this, &kstDemoLayerList::onItemChanged);
 }
 
+kstVectorLayer* kstDemoLayerList::currentLayer() const
+{
+    const QTreeWidgetItem* item = currentItem();
+    if (item && item->parent())
+        item = item->parent();
+    return item ? layerOf(item) : nullptr;
+}
+
 void kstDemoLayerList::setLayers(const QList<kstVectorLayer*>& layers)
 {
+    kstVectorLayer* current = layers.contains(currentLayer()) ? currentLayer() : nullptr;
     m_updating = true;
     clear();
     for (kstVectorLayer* layer : layers) {
@@ -44,6 +53,8 @@ void kstDemoLayerList::setLayers(const QList<kstVectorLayer*>& layers)
             item->setData(0, CollectRole, QVariant::fromValue<void*>(collect));
             item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
         }
+        if (layer == current)
+            setCurrentItem(layerItem);
     }
     m_updating = false;
     updateStates();

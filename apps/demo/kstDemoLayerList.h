@@ -17,6 +17,8 @@ public:
     explicit kstDemoLayerList(Kestrum::kstVectorEditLayer* editLayer, QWidget* parent = nullptr);
 
     void setLayers(const QList<Kestrum::kstVectorLayer*>& layers);
+    // The layer of the current item (a layer or one of its features), or null.
+    Kestrum::kstVectorLayer* currentLayer() const;
 
 private:
     void onItemChanged(QTreeWidgetItem* item, int column);

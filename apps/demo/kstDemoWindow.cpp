@@ -1,7 +1,11 @@
 #include "kstDemoWindow.h"
 
 #include "kstDemoExportDialog.h"
+#include "kstDemoEditToolBar.h"
+#include "kstDemoEditor.h"
+#include "kstDemoFitPanel.h"
 #include "kstDemoLayerList.h"
+#include "kstDemoUndoActions.h"
 #include "kstDemoSampleLayer.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -21,6 +25,7 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QStatusBar>
+#include <QTimer>
 #include <QToolBar>
 
 using namespace Kestrum;
@@ -64,6 +69,7 @@ kstDemoWindow::kstDemoWindow(QWidget* parent)
     dock->setObjectName(QStringLiteral("layersDock"));
     dock->setWidget(m_layerList);
     addDockWidget(Qt::LeftDockWidgetArea, dock);
+    createEditTools();
     showLayers({kstDemoSampleLayer::create()});
     showLevel(m_view->level());
     showCursor(QPointF(m_view->viewSize().width() / 2.0, m_view->viewSize().height() / 2.0));
@@ -77,6 +83,7 @@ kstDemoWindow::~kstDemoWindow()
     }
     // The shapes are child items of the edit layer: dispose of the layers
     // first, then of the edit layer, before the view deletes its scene.
+    m_editor->disposeRemoved();
     for (kstVectorLayer* layer : qAsConst(m_layers))
         kstVectorLayer::destoryLayer(layer);
     m_editLayer->removeFromMapView();
@@ -85,6 +92,7 @@ kstDemoWindow::~kstDemoWindow()
 
 void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
 {
+    m_editor->disposeRemoved();
     for (kstVectorLayer* layer : qAsConst(m_layers))
         m_editLayer->deleteLayer(layer);
     m_layers = layers;
@@ -93,6 +101,21 @@ void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)
     m_editLayer->resetZLevel();
     m_editLayer->updateLabels();
     m_layerList->setLayers(m_layers);
+}
+
+kstVectorLayer* kstDemoWindow::currentLayer()
+{
+    if (kstVectorLayer* layer = m_layerList->currentLayer())
+        return layer;
+    if (m_layers.isEmpty()) {
+        kstVectorLayer* layer = kstVectorLayer::newLayer();
+        layer->m_name = tr("Drawing");
+        m_layers.append(layer);
+        m_editLayer->insertLayer(layer, 0);
+        m_editLayer->resetZLevel();
+        m_layerList->setLayers(m_layers);
+    }
+    return m_layers.first();
 }
 
 bool kstDemoWindow::openLayers(const QString& file)
@@ -245,10 +268,34 @@ void kstDemoWindow::createActions()
     }
 }
 
+void kstDemoWindow::createEditTools()
+{
+    m_undoActions = new kstDemoUndoActions(m_editLayer, this);
+    // The modes (fit lines among them), snapping, undo, redo and delete.
+    m_editor = new kstDemoEditor(m_editLayer, [this] { return currentLayer(); }, this);
+    kstDemoEditToolBar* toolBar = m_editor->toolBar();
+    addToolBarBreak();
+    addToolBar(toolBar);
+    toolBar->insertActions(toolBar->deleteAction(), {m_undoActions->undoAction(), m_undoActions->redoAction()});
+    QMenu* editMenu = menuBar()->addMenu(tr("&Edit"));
+    for (QAction* action : {m_undoActions->undoAction(), m_undoActions->redoAction(), toolBar->deleteAction()})
+        editMenu->addAction(action);
+    statusBar()->addPermanentWidget(m_editor->measureLabel());
+    connect(m_editor, &kstDemoEditor::featuresChanged, this, [this] { m_layerList->setLayers(m_layers); });
+    m_fitPanel = new kstDemoFitPanel(m_editLayer, this);
+    auto* dock = new QDockWidget(tr("Fit"), this);
+    dock->setObjectName(QStringLiteral("fitDock"));
+    dock->setWidget(m_fitPanel);
+    addDockWidget(Qt::RightDockWidgetArea, dock);
+}
+
 bool kstDemoWindow::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == m_view->viewport() && event->type() == QEvent::MouseMove)
         showCursor(static_cast<QMouseEvent*>(event)->localPos());
+    // Drags and clicks may have changed the selected shape's measure.
+    if (watched == m_view->viewport() && event->type() == QEvent::MouseButtonRelease)
+        QTimer::singleShot(0, m_editor, &kstDemoEditor::showMeasure);
     return QMainWindow::eventFilter(watched, event);
 }
 

@@ -3,7 +3,10 @@
 #include <QMainWindow>
 
 class QLabel;
+class kstDemoEditor;
+class kstDemoFitPanel;
 class kstDemoLayerList;
+class kstDemoUndoActions;
 
 namespace Kestrum {
 class kstPlaneCoordinatesPoint;
@@ -25,6 +28,13 @@ public:
 
     Kestrum::kstTileMapView* mapView() const { return m_view; }
     QList<Kestrum::kstVectorLayer*> layers() const { return m_layers; }
+    Kestrum::kstVectorEditLayer* editLayer() const { return m_editLayer; }
+    kstDemoEditor* editor() const { return m_editor; }
+    // The layer new features go into: the one current in the layer list, else
+    // the top one; a new layer when there is none.
+    Kestrum::kstVectorLayer* currentLayer();
+    kstDemoFitPanel* fitPanel() const { return m_fitPanel; }
+    kstDemoUndoActions* undoActions() const { return m_undoActions; }
 
     // Replaces the shown layers by those of a layers file and shows their extent.
     bool openLayers(const QString& file);
@@ -45,6 +55,7 @@ protected:
 private:
     void createActions();
     void createFileMenu();
+    void createEditTools();
     void showLayers(const QList<Kestrum::kstVectorLayer*>& layers);
     void zoomToLayers();
     void showImportedLayer(Kestrum::kstVectorLayer* layer);
@@ -54,6 +65,9 @@ private:
     Kestrum::kstTileMapView* m_view = nullptr;
     Kestrum::kstVectorEditLayer* m_editLayer = nullptr;
     kstDemoLayerList* m_layerList = nullptr;
+    kstDemoEditor* m_editor = nullptr;
+    kstDemoUndoActions* m_undoActions = nullptr;
+    kstDemoFitPanel* m_fitPanel = nullptr;
     Kestrum::kstVectorFileImport* m_importer = nullptr;
     QList<Kestrum::kstVectorLayer*> m_layers; // owned by the window
     QLabel* m_lonLabel = nullptr;

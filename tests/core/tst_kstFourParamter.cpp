@@ -54,6 +54,7 @@ class tst_kstFourParamter : public QObject
 private slots:
     void streamDeviationsAndBadInput();
     void fitIsTheLeastSquaresOptimum();
+    void mapScaleCoordinatesKeepTheirMillimetres();
 };
 
 void tst_kstFourParamter::streamDeviationsAndBadInput()
@@ -152,6 +153,31 @@ void tst_kstFourParamter::fitIsTheLeastSquaresOptimum()
         QVERIFY(std::fabs(fit.middleError() - (c.n > 2 ? std::sqrt(vv / (2 * c.n - 3)) : 0.0)) < 1e-10);
         QVERIFY(fit.middleError() >= 0.7 * c.sigma && fit.middleError() <= 1.3 * c.sigma + 1e-9);
     }
+}
+
+void tst_kstFourParamter::mapScaleCoordinatesKeepTheirMillimetres()
+{
+    // Control points 20 km apart where Web Mercator puts eastern Asia (x about
+    // 1.3e7 m): the normal equations of raw coordinates lose millimetres there.
+    const double rotation = 0.3 * M_PI / 180.0;
+    const QTransform truth = similarity(120.0, -45.0, rotation, 1.0002);
+    const QPointF corner(12958000.0, 4852000.0);
+    QList<QPointF> src, dest;
+    for (const QPointF& offset : {QPointF(0, 0), QPointF(20000, 0), QPointF(20000, 20000), QPointF(0, 20000),
+                                  QPointF(7300, 12100), QPointF(15800, 4400)}) {
+        src << corner + offset;
+        dest << truth.map(src.last());
+    }
+    kstFourParamter fit;
+    fit.backCalc(src, dest);
+    const FourParamter__ p = fit.fourParamter();
+    const double worst = kstFourParamter::maxDeviation(kstFourParamter::deviations(fit.transforms(src), dest));
+    qInfo("worst control point %.3g m, mean error %.3g m", worst, fit.middleError());
+    QVERIFY(worst < 1e-5);
+    QVERIFY(fit.middleError() < 1e-5);
+    QVERIFY(std::fabs(p.rotation / rotation - 1.0) < 1e-6);
+    QVERIFY(std::fabs(p.scale - 1.0002) < 1e-9);
+    QVERIFY(std::fabs(p.dx - 120.0) < 1e-3 && std::fabs(p.dy + 45.0) < 1e-3);
 }
 
 QTEST_GUILESS_MAIN(tst_kstFourParamter)

@@ -1,0 +1,572 @@
+#include "LayerMemo.h"
+#include "VectorCircle.h"
+#include "VectorLine.h"
+#include "VectorPoint.h"
+#include "VectorPolygon.h"
+#include "kstShapeTestSupport.h"
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+#include "kstVectorLayerMemo.h"
+
+#include <QtTest>
+
+using namespace Kestrum;
+
+namespace {
+
+using Data = QMap<QString, QVariant>;
+
+// Records the two usability signals of a recorder in the order they come.
+class UsabilityLog
+{
+public:
+    explicit UsabilityLog(kstVectorLayerMemo* memo)
+    {
+        QObject::connect(memo, &kstVectorLayerMemo::undoUsabilityChanged,
+                         [this](bool on) { m_log << QStringLiteral("undo:%1").arg(on); });
+        QObject::connect(memo, &kstVectorLayerMemo::redoUsabilityChanged,
+                         [this](bool on) { m_log << QStringLiteral("redo:%1").arg(on); });
+    }
+    QStringList take() { return std::exchange(m_log, QStringList()); }
+
+private:
+    QStringList m_log;
+};
+
+kstVectorCollect* addCollect(kstVectorLayer* layer, const QList<kstVectorShape*>& shapes)
+{
+    kstVectorCollect* collect = kstVectorCollect::newCollect();
+    collect->m_layer = layer;
+    collect->m_fid = layer->genFid();
+    for (kstVectorShape* shape : shapes) {
+        shape->setShapeCollect(collect, collect->m_shapes.size());
+        collect->m_shapes << shape;
+    }
+    layer->m_collects.insert(collect->m_fid, collect);
+    return collect;
+}
+
+VectorLine* line(const QPointF& start, int points = 3)
+{
+    QVector<QPointF> geo;
+    for (int i = 0; i < points; ++i)
+        geo << start + QPointF(0.01 * i, 0.004 * (i % 2));
+    return new VectorLine(geo, nullptr);
+}
+
+VectorPolygon* squareWithHole(const QPointF& c)
+{
+    Polygon__ geo;
+    geo.outer << c + QPointF(-0.1, 0.1) << c + QPointF(0.1, 0.1) << c + QPointF(0.1, -0.1) << c + QPointF(-0.1, -0.1);
+    geo.inner << QPolygonF({c + QPointF(-0.02, 0.02), c + QPointF(0.02, 0.02), c + QPointF(0.02, -0.02),
+                            c + QPointF(-0.02, -0.02)});
+    return new VectorPolygon(geo, nullptr);
+}
+
+// A layer of three collects: two lines and a polygon with a hole.
+kstVectorLayer* sampleLayer(const QPointF& at)
+{
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    addCollect(layer, {line(at)});
+    addCollect(layer, {line(at + QPointF(0.05, 0.05), 4)});
+    addCollect(layer, {squareWithHole(at + QPointF(-0.2, 0))});
+    return layer;
+}
+
+QList<kstVectorShape*> shapesOf(kstVectorLayer* layer)
+{
+    QList<kstVectorShape*> shapes;
+    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
+        shapes += collect->m_shapes;
+    return shapes;
+}
+
+Data layerData(kstVectorLayer* layer, int index)
+{
+    return {{QStringLiteral("layer"), LayerMemo::layerValue(layer)}, {QStringLiteral("layerIndex"), index}};
+}
+
+Data vertexData(int index, const GCP& gcp)
+{
+    return {{QStringLiteral("vertexIndex"), index}, {QStringLiteral("vertexGcp"), QVariant::fromValue(gcp)}};
+}
+
+Data ltGcpsData(const QList<kstVectorShape*>& shapes)
+{
+    QList<GCP> lts;
+    for (kstVectorShape* shape : shapes)
+        lts << shape->ltGcp();
+    return {{QStringLiteral("shapesLtGcps"), QVariant::fromValue(lts)}};
+}
+
+// Every geographic point of a shape, so that tests can compare geometry bit for bit.
+QVector<QPointF> geometryOf(kstVectorShape* shape)
+{
+    switch (shape->shapeType()) {
+    case kstVectorShape::Type_Point:
+        return {static_cast<VectorPoint*>(shape)->geoData()};
+    case kstVectorShape::Type_Line:
+        return static_cast<VectorLine*>(shape)->geoData();
+    case kstVectorShape::Type_Polygon: {
+        QVector<QPointF> points = static_cast<VectorPolygon*>(shape)->geoData().outer;
+        for (const QPolygonF& ring : static_cast<VectorPolygon*>(shape)->geoData().inner)
+            points += ring;
+        return points;
+    }
+    case kstVectorShape::Type_Circle:
+        return QVector<QPointF>{static_cast<VectorCircle*>(shape)->geoData().center}
+            + static_cast<VectorCircle*>(shape)->geoData().ring;
+    default:
+        return {};
+    }
+}
+
+QVector<QPointF> allRingPoints(VectorPolygon* polygon)
+{
+    QVector<QPointF> points = polygon->geoData().outer;
+    for (const QPolygonF& ring : polygon->geoData().inner)
+        points += ring;
+    return points;
+}
+
+} // namespace
+
+class tst_kstVectorLayerMemo : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { qRegisterMetaType<kstVectorLayer*>("Kestrum::kstVectorLayer*"); }
+    void signalsFollowTheStacks();
+    void recordsRememberTheViewAndPanBack();
+    void layerAndShapeRecordsReplay();
+    void movesAlternateExactly();
+    void vertexRecordsReplayExactly();
+    void purgingDropsWholeRecordsInOrder();
+    void deletionsThroughTheEditLayerPurge();
+};
+
+void tst_kstVectorLayerMemo::signalsFollowTheStacks()
+{
+    ShapeTestScene scene;
+    kstVectorLayerMemo* memo = scene.layer().memoer();
+    QCOMPARE(memo->parent(), &scene.layer());
+    UsabilityLog log(memo);
+    QSignalSpy relayedUndo(&scene.layer(), &kstVectorEditLayer::undoUsabilityChanged);
+    QSignalSpy relayedRedo(&scene.layer(), &kstVectorEditLayer::redoUsabilityChanged);
+
+    // Empty stacks: undo and redo do nothing and say nothing.
+    memo->undo();
+    memo->redo();
+    QVERIFY(log.take().isEmpty());
+
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    memo->memo(LayerMemo::LayerInsert, layerData(layer, 0));
+    QCOMPARE(log.take(), QStringList({"redo:0", "undo:1"}));
+    QCOMPARE(relayedUndo.count(), 1);
+    QCOMPARE(relayedRedo.count(), 1);
+
+    memo->undo();
+    QCOMPARE(log.take(), QStringList({"undo:0", "redo:1"}));
+    QCOMPARE(memo->redoList().size(), 1);
+
+    // A new record invalidates the redo history.
+    memo->memo(LayerMemo::LayerInsert, layerData(layer, 0));
+    QCOMPARE(log.take(), QStringList({"redo:0", "undo:1"}));
+    QVERIFY(memo->redoList().isEmpty());
+
+    // Disabled: no recording, no replay, no signal; clearing still works.
+    memo->setEnable(false);
+    memo->memo(LayerMemo::ShapesInsert, Data());
+    memo->undo();
+    QVERIFY(log.take().isEmpty());
+    QCOMPARE(memo->undoList().size(), 1);
+    memo->setEnable(true);
+
+    // A record of an unknown action is dropped without touching anything.
+    memo->memo(LayerMemo::Action(42), Data());
+    log.take();
+    memo->undo();
+    QCOMPARE(log.take(), QStringList({"undo:1", "redo:0"}));
+    QCOMPARE(memo->undoList().size(), 1);
+
+    // Clearing says so even when there was nothing to clear.
+    memo->clearRedo();
+    QCOMPARE(log.take(), QStringList({"redo:0"}));
+    memo->clearDo();
+    QCOMPARE(log.take(), QStringList({"undo:0", "redo:0"}));
+
+    // The three overloads fill the shape list differently.
+    kstVectorShape* shape = line(QPointF(116.4, 39.9));
+    memo->memo(LayerMemo::ShapesInsert, shape, Data());
+    memo->memo(LayerMemo::ShapesInsert, {shape, shape}, Data());
+    memo->memo(LayerMemo::LayerRemove, Data());
+    QCOMPARE(memo->undoList().at(0).m_shapes, QList<kstVectorShape*>{shape});
+    QCOMPARE(memo->undoList().at(1).m_shapes.size(), 2);
+    QVERIFY(memo->undoList().at(2).m_shapes.isEmpty());
+    QCOMPARE(memo->undoList().at(2), memo->undoList().at(2));
+    QVERIFY(memo->undoList().at(0) != memo->undoList().at(1));
+    memo->clearDo();
+    delete shape;
+    kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstVectorLayerMemo::recordsRememberTheViewAndPanBack()
+{
+    ShapeTestScene scene(GCP(116.4, 39.9), 12);
+    kstVectorLayerMemo* memo = scene.layer().memoer();
+    kstVectorLayer* layer = sampleLayer(QPointF(116.4, 39.9));
+    scene.layer().insertLayer(layer, 0);
+    const GCP recordedCenter = scene.view().currentCenterGcp();
+    memo->memo(LayerMemo::LayerInsert, layerData(layer, 0));
+    QCOMPARE(memo->undoList().last().m_level, 12);
+    QCOMPARE(memo->undoList().last().m_center, recordedCenter);
+
+    // Undo pans back to where the record was made; the reverse record keeps
+    // where the view was when undo was invoked.
+    scene.view().panAndZoom(GCP(100, 30), 8);
+    const GCP awayCenter = scene.view().currentCenterGcp();
+    memo->undo();
+    QCOMPARE(scene.view().level(), 12);
+    QVERIFY(qAbs(scene.view().currentCenterGcp().lon() - recordedCenter.lon()) < 1e-6);
+    QCOMPARE(memo->redoList().last().m_level, 8);
+    QCOMPARE(memo->redoList().last().m_center, awayCenter);
+
+    // Switched off, the view stays, and the reverse record still remembers it.
+    memo->setRecoverMapWhenDo(false);
+    scene.view().panAndZoom(GCP(90, 20), 7);
+    const GCP stayCenter = scene.view().currentCenterGcp();
+    memo->redo();
+    QCOMPARE(scene.view().level(), 7);
+    QCOMPARE(scene.view().currentCenterGcp(), stayCenter);
+    QCOMPARE(memo->undoList().last().m_level, 7);
+    QCOMPARE(memo->undoList().last().m_center, stayCenter);
+    QCOMPARE(scene.layer().layers(), QList<kstVectorLayer*>{layer});
+
+    memo->clearDo();
+    scene.layer().deleteLayer(layer);
+}
+
+void tst_kstVectorLayerMemo::layerAndShapeRecordsReplay()
+{
+    ShapeTestScene scene;
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayerMemo* memo = edit.memoer();
+    kstVectorLayer* top = sampleLayer(QPointF(116.4, 39.9));
+    kstVectorLayer* bottom = sampleLayer(QPointF(116.3, 39.8));
+    edit.insertLayer(top, 0);
+    edit.insertLayer(bottom, 1);
+    edit.resetZLevel();
+
+    // A removed layer comes back at its index with the recorded shapes selected.
+    const QList<kstVectorShape*> topShapes = shapesOf(top);
+    memo->memo(LayerMemo::LayerRemove, topShapes.mid(0, 2), layerData(top, 0));
+    edit.removeLayer(top);
+    QSignalSpy inserted(&edit, &kstVectorEditLayer::layerInserted);
+    memo->undo();
+    QCOMPARE(inserted.count(), 1);
+    QCOMPARE(edit.layers(), (QList<kstVectorLayer*>{top, bottom}));
+    QCOMPARE(edit.selectedShapes(), topShapes.mid(0, 2));
+    QCOMPARE(topShapes.first()->zValue(), qreal(edit.layerMinZLevel() + 2)); // selected level
+    QCOMPARE(topShapes.last()->shapeLayerZLevel(), edit.layerMinZLevel() + 1);
+    memo->redo();
+    QCOMPARE(edit.layers(), QList<kstVectorLayer*>{bottom});
+    QVERIFY(!topShapes.first()->scene());
+    memo->undo();
+
+    // Several shapes of one collect removed one record at a time, then in
+    // one record, come back in their own places when undone in any order.
+    kstVectorCollect* collect = top->m_collects.first();
+    for (int i = 0; i < 4; ++i) {
+        VectorLine* extra = line(QPointF(116.45 + 0.01 * i, 39.95));
+        extra->setShapeCollect(collect, 0); // a remembered index that is wrong on purpose
+        edit.insertShape(extra, collect->m_shapes.size());
+    }
+    const QList<kstVectorShape*> order = collect->m_shapes; // five lines
+    memo->memo(LayerMemo::ShapesRemove, order.at(1), Data());
+    edit.removeShape(order.at(1));
+    memo->memo(LayerMemo::ShapesRemove, order.at(3), Data());
+    edit.removeShape(order.at(3));
+    const QList<kstVectorShape*> pair{order.at(4), order.at(2)};
+    memo->memo(LayerMemo::ShapesRemove, pair, Data());
+    edit.removeShapes(pair);
+    QCOMPARE(collect->m_shapes, QList<kstVectorShape*>{order.at(0)});
+    memo->undo();
+    memo->undo();
+    memo->undo();
+    QCOMPARE(collect->m_shapes, order);
+    QCOMPARE(edit.selectedShapes(), QList<kstVectorShape*>{order.at(1)});
+    memo->redo();
+    memo->redo();
+    memo->redo();
+    QCOMPARE(collect->m_shapes, QList<kstVectorShape*>{order.at(0)});
+    memo->undo();
+    memo->undo();
+    memo->undo();
+    QCOMPARE(collect->m_shapes, order);
+
+    // Removing a collect's last shape takes the collect out of its layer;
+    // undoing puts both back.
+    kstVectorCollect* polygonCollect = top->m_collects.last();
+    kstVectorShape* polygon = polygonCollect->m_shapes.first();
+    memo->memo(LayerMemo::ShapesRemove, polygon, Data());
+    edit.removeShape(polygon);
+    QVERIFY(!top->m_collects.contains(polygonCollect->m_fid));
+    memo->undo();
+    QCOMPARE(top->m_collects.value(polygonCollect->m_fid), polygonCollect);
+    QCOMPARE(polygon->parentItem(), &edit);
+
+    // An insertion recorded by the host is taken back and done again.
+    VectorLine* added = line(QPointF(116.5, 39.9));
+    added->setShapeCollect(polygonCollect, 1);
+    edit.insertShapes({added});
+    memo->memo(LayerMemo::ShapesInsert, added, Data());
+    memo->undo();
+    QCOMPARE(polygonCollect->m_shapes, QList<kstVectorShape*>{polygon});
+    memo->redo();
+    QCOMPARE(polygonCollect->m_shapes, (QList<kstVectorShape*>{polygon, added}));
+    QCOMPARE(edit.selectedShapes(), QList<kstVectorShape*>{added});
+
+    memo->clearDo();
+    edit.clearLayers();
+}
+
+void tst_kstVectorLayerMemo::movesAlternateExactly()
+{
+    ShapeTestScene scene(GCP(116.4, 39.9), 11);
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayerMemo* memo = edit.memoer();
+    kstVectorLayer* layer = sampleLayer(QPointF(116.4, 39.9));
+    edit.insertLayer(layer, 0);
+    const QList<kstVectorShape*> shapes = shapesOf(layer);
+    QList<QVector<QPointF>> before;
+    for (kstVectorShape* shape : shapes)
+        before << geometryOf(shape);
+
+    // A drag as the edit layer does it: record, then move each shape.
+    memo->memo(LayerMemo::ShapesMove, shapes, ltGcpsData(shapes));
+    for (kstVectorShape* shape : shapes)
+        shape->moveShapeTo(GCP(shape->ltGcp().lon() + 0.0123456, shape->ltGcp().lat() - 0.0065432));
+    QList<QVector<QPointF>> after;
+    for (kstVectorShape* shape : shapes)
+        after << geometryOf(shape);
+
+    for (int round = 0; round < 3; ++round) {
+        scene.zoomTo(9 + round); // undo works at any level; it goes back to 11
+        memo->undo();
+        for (int i = 0; i < shapes.size(); ++i)
+            QCOMPARE(geometryOf(shapes.at(i)), before.at(i));
+        memo->redo();
+        for (int i = 0; i < shapes.size(); ++i)
+            QCOMPARE(geometryOf(shapes.at(i)), after.at(i));
+    }
+    QCOMPARE(edit.selectedShapes(), shapes);
+
+    // A change made outside the history is kept: undo moves the fitted shape
+    // back as a whole, it does not restore its former form.
+    FourParamter__ turn;
+    turn.rotation = 0.01;
+    shapes.first()->fit(turn);
+    const QVector<QPointF> fitted = geometryOf(shapes.first());
+    memo->undo();
+    QVERIFY(geometryOf(shapes.first()) != before.first());
+    QVERIFY(geometryOf(shapes.first()) != fitted);
+
+    memo->clearDo();
+    edit.deleteLayer(layer);
+}
+
+void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
+{
+    ShapeTestScene scene(GCP(116.4, 39.9), 11);
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayerMemo* memo = edit.memoer();
+    kstVectorLayer* layer = sampleLayer(QPointF(116.4, 39.9));
+    edit.insertLayer(layer, 0);
+    auto* lineShape = static_cast<VectorLine*>(shapesOf(layer).at(0));
+    auto* polygon = static_cast<VectorPolygon*>(shapesOf(layer).at(2));
+
+    // An inserted vertex that widens the extent: undo removes it, redo puts it
+    // back, and the extent follows so that a later move lands right.
+    const QVector<QPointF> lineBefore = lineShape->geoData();
+    const GCP far(lineShape->rbGcp().lon() + 0.05, lineShape->rbGcp().lat() - 0.03);
+    memo->memo(LayerMemo::VertexInsert, lineShape, vertexData(3, far));
+    lineShape->insertVertex(3, far);
+    lineShape->resetShape(lineShape->curMpp(), lineShape->curProj());
+    memo->undo();
+    QCOMPARE(lineShape->geoData(), lineBefore);
+    memo->redo();
+    QCOMPARE(lineShape->vertex(3), far);
+    QCOMPARE(lineShape->rbGcp(), far);
+    const QVector<QPointF> lineWithVertex = lineShape->geoData();
+    memo->memo(LayerMemo::ShapesMove, {lineShape}, ltGcpsData({lineShape}));
+    lineShape->moveShapeTo(GCP(116.0, 39.0));
+    memo->undo();
+    QCOMPARE(lineShape->geoData(), lineWithVertex);
+
+    // Removing the first vertex of the outer ring and of the hole, and the
+    // last vertex of the outer ring: undo puts each back where it was.
+    const QVector<QPointF> polygonBefore = allRingPoints(polygon);
+    for (int index : {0, 4, 3}) {
+        const GCP gone = polygon->vertex(index);
+        const bool recordFirst = index != 3; // the edit layer records after removing
+        if (recordFirst)
+            memo->memo(LayerMemo::VertexRemove, polygon, vertexData(index, gone));
+        QVERIFY(!polygon->removeVertex(index));
+        if (!recordFirst)
+            memo->memo(LayerMemo::VertexRemove, polygon, vertexData(index, gone));
+        const QVector<QPointF> removed = allRingPoints(polygon);
+        memo->undo();
+        QCOMPARE(allRingPoints(polygon), polygonBefore);
+        QCOMPARE(polygon->geoData().outer.size(), 4);
+        memo->redo();
+        QCOMPARE(allRingPoints(polygon), removed);
+        memo->undo();
+        QCOMPARE(allRingPoints(polygon), polygonBefore);
+    }
+    // The ring can be given by the recording side too.
+    {
+        const GCP gone = polygon->vertex(4);
+        QVERIFY(!polygon->removeVertex(4));
+        Data data = vertexData(4, gone);
+        data.insert(QStringLiteral("vertexRing"), 1);
+        memo->memo(LayerMemo::VertexRemove, polygon, data);
+        memo->undo();
+        QCOMPARE(allRingPoints(polygon), polygonBefore);
+    }
+
+    // A vertex move alternates; a circle's radius handle comes back exactly.
+    memo->memo(LayerMemo::VertexMove, lineShape, vertexData(1, lineShape->vertex(1)));
+    const GCP moved(116.47, 39.93);
+    lineShape->moveVertexTo(1, moved);
+    memo->undo();
+    QCOMPARE(lineShape->geoData(), lineWithVertex);
+    memo->redo();
+    QCOMPARE(lineShape->vertex(1), moved);
+
+    Circle__ ring;
+    ring.center = QPointF(116.35, 39.85);
+    for (int k = 0; k < 36; ++k)
+        ring.ring << ring.center + QPointF(0.01 * std::cos(k * M_PI / 18), 0.008 * std::sin(k * M_PI / 18));
+    auto* circle = new VectorCircle(ring, nullptr);
+    addCollect(layer, {circle});
+    edit.insertShape(circle, 0);
+    const Circle__ circleBefore = circle->geoData();
+    memo->memo(LayerMemo::VertexMove, circle, vertexData(2, circle->vertex(2)));
+    circle->moveVertexTo(2, GCP(116.35, 39.80));
+    const Circle__ circleAfter = circle->geoData();
+    memo->undo();
+    QCOMPARE(circle->geoData(), circleBefore);
+    memo->redo();
+    QCOMPARE(circle->geoData(), circleAfter);
+
+    memo->clearDo();
+    edit.deleteLayer(layer);
+}
+
+void tst_kstVectorLayerMemo::purgingDropsWholeRecordsInOrder()
+{
+    ShapeTestScene scene;
+    kstVectorLayerMemo* memo = scene.layer().memoer();
+    kstVectorLayer* a = sampleLayer(QPointF(116.4, 39.9));
+    kstVectorLayer* b = sampleLayer(QPointF(116.2, 39.7));
+    const QList<kstVectorShape*> as = shapesOf(a);
+    const QList<kstVectorShape*> bs = shapesOf(b);
+    kstVectorShape* loose = line(QPointF(116, 39)); // in no collect
+
+    memo->memo(LayerMemo::LayerInsert, layerData(a, 0));           // 0 a
+    memo->memo(LayerMemo::ShapesInsert, bs.at(0), Data());         // 1 b
+    memo->memo(LayerMemo::ShapesMove, {bs.at(1), as.at(2)}, Data()); // 2 a and b
+    memo->memo(LayerMemo::LayerRemove, layerData(b, 1));           // 3 b
+    memo->memo(LayerMemo::ShapesRemove, loose, Data());            // 4 none
+    memo->memo(LayerMemo::VertexMove, as.at(0), Data());           // 5 a
+    memo->undo();
+    memo->undo(); // redo stack: 5, 4
+    QList<LayerMemo> undos = memo->undoList();
+    const QList<LayerMemo> redos = memo->redoList();
+
+    UsabilityLog log(memo);
+    memo->removeDo(a);
+    QCOMPARE(memo->undoList(), (QList<LayerMemo>{undos.at(1), undos.at(3)}));
+    QCOMPARE(memo->redoList(), QList<LayerMemo>{redos.at(1)}); // the loose shape's record
+    QVERIFY(log.take().isEmpty()); // neither stack became empty
+
+    memo->removeUndo(QList<kstVectorShape*>{loose, bs.at(0)});
+    QCOMPARE(memo->undoList(), QList<LayerMemo>{undos.at(3)});
+    memo->removeRedo(loose);
+    QCOMPARE(log.take(), QStringList({"redo:0"}));
+    memo->removeUndo(b);
+    QCOMPARE(log.take(), QStringList({"undo:0"}));
+    // An empty stack says so again on every purge.
+    memo->removeRedo(b);
+    QCOMPARE(log.take(), QStringList({"redo:0"}));
+
+    delete loose;
+    kstVectorLayer::destoryLayer(a);
+    kstVectorLayer::destoryLayer(b);
+}
+
+void tst_kstVectorLayerMemo::deletionsThroughTheEditLayerPurge()
+{
+    ShapeTestScene scene;
+    kstVectorEditLayer& edit = scene.layer();
+    kstVectorLayerMemo* memo = edit.memoer();
+    kstVectorLayer* kept = sampleLayer(QPointF(116.4, 39.9));
+    kstVectorLayer* doomed = sampleLayer(QPointF(116.2, 39.7));
+    edit.insertLayer(kept, 0);
+    edit.insertLayer(doomed, 1);
+    const QList<kstVectorShape*> keptShapes = shapesOf(kept);
+    const QList<kstVectorShape*> doomedShapes = shapesOf(doomed);
+
+    // Records of every kind on both layers, some already undone.
+    memo->memo(LayerMemo::ShapesMove, {keptShapes.at(0), doomedShapes.at(0)}, ltGcpsData({keptShapes.at(0), doomedShapes.at(0)}));
+    keptShapes.at(0)->moveShapeTo(GCP(116.3, 39.95));
+    doomedShapes.at(0)->moveShapeTo(GCP(116.1, 39.75));
+    memo->memo(LayerMemo::ShapesRemove, doomedShapes.at(1), Data());
+    edit.removeShape(doomedShapes.at(1)); // detached: only its record refers to it
+    memo->memo(LayerMemo::VertexMove, keptShapes.at(1), vertexData(0, keptShapes.at(1)->vertex(0)));
+    keptShapes.at(1)->moveVertexTo(0, GCP(116.41, 39.91));
+    memo->memo(LayerMemo::VertexMove, doomedShapes.at(2), vertexData(1, doomedShapes.at(2)->vertex(1)));
+    doomedShapes.at(2)->moveVertexTo(1, GCP(116.11, 39.71));
+    kstVectorCollect* lone = kept->m_collects.first();
+    memo->memo(LayerMemo::ShapesRemove, lone->m_shapes, Data());
+    edit.removeShapes(lone->m_shapes);
+    memo->undo();
+
+    // A shape of the kept layer goes with its collect; a detached sibling of
+    // a collect that ends empty goes with the collect.
+    kstVectorCollect* second = keptShapes.at(1)->shapeCollect();
+    VectorLine* sibling = line(QPointF(116.45, 39.85));
+    sibling->setShapeCollect(second, 1);
+    edit.insertShape(sibling, 1);
+    memo->memo(LayerMemo::ShapesRemove, sibling, Data());
+    edit.removeShape(sibling);
+    edit.deleteShape(keptShapes.at(1));
+    QVERIFY(!kept->m_collects.contains(second->m_fid)); // second was deleted, sibling is orphaned
+    delete sibling;
+
+    kstVectorCollect* detachedCollect = doomedShapes.at(1)->shapeCollect();
+    edit.deleteLayer(doomed);
+    // The detached shape and its emptied collect are no longer the layer's.
+    delete doomedShapes.at(1);
+    kstVectorCollect::deleteCollect(detachedCollect);
+    for (const LayerMemo& rec : memo->undoList() + memo->redoList()) {
+        for (kstVectorShape* shape : rec.m_shapes)
+            QVERIFY(keptShapes.contains(shape) && shape != keptShapes.at(1));
+    }
+
+    // Whatever is left replays without touching freed memory.
+    while (!memo->undoList().isEmpty())
+        memo->undo();
+    while (!memo->redoList().isEmpty())
+        memo->redo();
+    while (!memo->undoList().isEmpty())
+        memo->undo();
+    QCOMPARE(edit.layers(), QList<kstVectorLayer*>{kept});
+    memo->clearDo();
+    edit.clearLayers();
+    QVERIFY(edit.layers().isEmpty());
+}
+
+QTEST_MAIN(tst_kstVectorLayerMemo)
+#include "tst_kstVectorLayerMemo.moc"
