@@ -37,6 +37,14 @@ bool handlesAreNotVertices(const kstVectorShape* shape)
     return shape && (shape->shapeType() == kstVectorShape::Type_Rect || shape->shapeType() == kstVectorShape::Type_Circle);
 }
 
+// A rectangle's handle edit leaves its pixels as dragged while its corners
+// snap to whole pixels; a move rebuilds the corners from the pixels.
+void layOutRect(kstVectorShape* shape)
+{
+    if (shape && shape->shapeType() == kstVectorShape::Type_Rect)
+        shape->updateShape(shape->curMpp(), shape->curProj(), false);
+}
+
 QList<int> ringSizes(kstVectorShape* shape)
 {
     const Polygon__ polygon = static_cast<VectorPolygon*>(shape)->geoData();
@@ -153,10 +161,8 @@ QMap<QString, QVariant> kstVectorLayerMemo::exactData(const LayerMemo& rec) cons
     case LayerMemo::ShapesMove:
         // Moves keep the pixel form: it must be the one of the geometry
         // (after a rectangle's handle edit it can be a fraction off).
-        for (kstVectorShape* shape : rec.m_shapes) {
-            if (shape)
-                shape->updateShape(shape->curMpp(), shape->curProj(), false);
-        }
+        for (kstVectorShape* shape : rec.m_shapes)
+            layOutRect(shape);
         data.insert(kShapesGeometry, QVariant::fromValue(kstShapeGeometry::capture(rec.m_shapes)));
         break;
     case LayerMemo::VertexMove:
@@ -319,7 +325,7 @@ LayerMemo kstVectorLayerMemo::moveShapes(const LayerMemo& rec)
         if (!shape)
             continue;
         // The pixel form of the geometry, as when the move was recorded.
-        shape->updateShape(shape->curMpp(), shape->curProj(), false);
+        layOutRect(shape);
         shape->moveShapeTo(targets.at(i));
         exact.restore(i, shape, kMoveTolerance);
     }
@@ -421,18 +427,23 @@ void kstVectorLayerMemo::clearDo()
     clearRedo();
 }
 
-// Keeps the records that do not match, in their order.
+// Keeps the records that do not match, in their order. The list is rebuilt
+// only from the first match on.
 template <class Matches>
 void kstVectorLayerMemo::purge(QList<LayerMemo>& list, Matches matches)
 {
-    QList<LayerMemo> kept;
+    int first = 0;
+    while (first < list.size() && !matches(list.at(first)))
+        ++first;
+    if (first == list.size())
+        return;
+    QList<LayerMemo> kept = list.mid(0, first);
     kept.reserve(list.size());
-    for (const LayerMemo& rec : qAsConst(list)) {
-        if (!matches(rec))
-            kept.append(rec);
+    for (int i = first + 1; i < list.size(); ++i) {
+        if (!matches(list.at(i)))
+            kept.append(list.at(i));
     }
-    if (kept.size() != list.size())
-        list.swap(kept);
+    list.swap(kept);
 }
 
 void kstVectorLayerMemo::undoPurged()
