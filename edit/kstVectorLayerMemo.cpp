@@ -65,6 +65,33 @@ int ringOfVertex(kstVectorShape* shape, int index)
     return -1;
 }
 
+// Whether a removed polygon vertex was the first point of its ring. Its
+// vertex index then means something else to the insertion numbering: index 0
+// maps to no ring, a hole's first point to the end of the ring before it.
+bool isRingStart(kstVectorShape* shape, int index, const QMap<QString, QVariant>& data)
+{
+    if (shape->shapeType() != kstVectorShape::Type_Polygon)
+        return false;
+    const QList<int> sizes = ringSizes(shape);
+    const int ring = data.contains(kVertexRing) ? data.value(kVertexRing).toInt() : (index == 0 ? 0 : -1);
+    if (ring < 0 || ring >= sizes.size())
+        return false;
+    int first = 0;
+    for (int r = 0; r < ring; ++r)
+        first += sizes.at(r);
+    return index == first;
+}
+
+// Puts a vertex back as the first point of the ring whose first point is now
+// vertex `first`: inserted after that point, then the two swap places.
+void insertAtRingStart(kstVectorShape* shape, int first, const GCP& gcp)
+{
+    const GCP former = shape->vertex(first);
+    shape->insertVertex(first + 1, gcp);
+    shape->moveVertexTo(first, gcp);
+    shape->moveVertexTo(first + 1, former);
+}
+
 QVariantList collectPositions(const QList<kstVectorShape*>& shapes)
 {
     QVariantList positions;
@@ -256,6 +283,13 @@ void kstVectorLayerMemo::selectAgain(const LayerMemo& rec)
     m_editLayer->setShapesSelecte(rec.m_shapes, true);
 }
 
+void kstVectorLayerMemo::selectAndLabel(const LayerMemo& rec)
+{
+    selectAgain(rec);
+    if (m_editLayer)
+        m_editLayer->updateLabels();
+}
+
 LayerMemo kstVectorLayerMemo::layerIn(const LayerMemo& rec)
 {
     const LayerMemo reverse = startReplay(rec, rec.m_data);
@@ -329,9 +363,7 @@ LayerMemo kstVectorLayerMemo::moveShapes(const LayerMemo& rec)
         shape->moveShapeTo(targets.at(i));
         exact.restore(i, shape, kMoveTolerance);
     }
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -350,9 +382,7 @@ LayerMemo kstVectorLayerMemo::moveVertex(const LayerMemo& rec)
     shape->moveVertexTo(index, rec.m_data.value(kVertexGcp).value<GCP>());
     if (handlesAreNotVertices(shape))
         rec.m_data.value(kShapesGeometry).value<kstShapeGeometry>().restore(0, shape, -1.0);
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -364,32 +394,13 @@ LayerMemo kstVectorLayerMemo::vertexIn(const LayerMemo& rec)
         return reverse;
     const int index = rec.m_data.value(kVertexIndex).toInt();
     const GCP gcp = rec.m_data.value(kVertexGcp).value<GCP>();
-    // A removed polygon vertex is named by its vertex index, which the
-    // insertion numbering reads differently at the start of a ring.
-    const bool ringStart = rec.m_action == LayerMemo::VertexRemove && shape->shapeType() == kstVectorShape::Type_Polygon;
-    int first = 0;
-    if (ringStart) {
-        const QList<int> sizes = ringSizes(shape);
-        const int ring = rec.m_data.contains(kVertexRing) ? rec.m_data.value(kVertexRing).toInt() : (index == 0 ? 0 : -1);
-        for (int r = 0; r < ring && r < sizes.size(); ++r)
-            first += sizes.at(r);
-        if (ring < 0 || ring >= sizes.size() || index != first)
-            first = -1;
-    }
-    if (ringStart && first >= 0) {
-        // Insert after the ring's first point, then swap the two.
-        const GCP former = shape->vertex(first);
-        shape->insertVertex(first + 1, gcp);
-        shape->moveVertexTo(first, gcp);
-        shape->moveVertexTo(first + 1, former);
-    } else {
+    if (rec.m_action == LayerMemo::VertexRemove && isRingStart(shape, index, rec.m_data))
+        insertAtRingStart(shape, index, gcp);
+    else
         shape->insertVertex(index, gcp);
-    }
     // Insertion leaves the extent alone; later moves rely on it.
     shape->resetShape(shape->curMpp(), shape->curProj());
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -401,9 +412,7 @@ LayerMemo kstVectorLayerMemo::vertexOut(const LayerMemo& rec)
         return reverse;
     shape->removeVertex(rec.m_data.value(kVertexIndex).toInt());
     shape->resetShape(shape->curMpp(), shape->curProj());
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
