@@ -277,7 +277,9 @@ LayerMemo kstVectorLayerMemo::startReplay(const LayerMemo& rec, const QMap<QStri
 
 void kstVectorLayerMemo::selectAgain(const LayerMemo& rec)
 {
-    if (!m_editLayer)
+    // Selecting the selection again would end where it is (flags, z values
+    // and order), at the cost of every shape's handle band twice.
+    if (!m_editLayer || (!rec.m_shapes.isEmpty() && m_editLayer->selectedShapes() == rec.m_shapes))
         return;
     m_editLayer->clearSelected();
     m_editLayer->setShapesSelecte(rec.m_shapes, true);
