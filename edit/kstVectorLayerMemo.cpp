@@ -103,6 +103,15 @@ QVariantList collectPositions(const QList<kstVectorShape*>& shapes)
     return positions;
 }
 
+QList<kstVectorShape*> withoutNull(const QList<kstVectorShape*>& shapes)
+{
+    if (!shapes.contains(nullptr))
+        return shapes;
+    QList<kstVectorShape*> valid = shapes;
+    valid.removeAll(nullptr);
+    return valid;
+}
+
 bool isIn(kstVectorShape* shape)
 {
     return shape->shapeCollect() && shape->shapeCollect()->m_shapes.contains(shape);
@@ -320,7 +329,7 @@ LayerMemo kstVectorLayerMemo::shapesIn(const LayerMemo& rec)
     if (!m_editLayer)
         return reverse;
     prepareInsertion(rec.m_shapes, rec.m_data.value(kShapesIndexes).toList());
-    m_editLayer->insertShapes(rec.m_shapes);
+    m_editLayer->insertShapes(withoutNull(rec.m_shapes));
     // The remembered index follows the position the shape now has.
     for (kstVectorShape* shape : rec.m_shapes) {
         if (shape && isIn(shape))
@@ -338,7 +347,7 @@ LayerMemo kstVectorLayerMemo::shapesOut(const LayerMemo& rec)
     const LayerMemo reverse = startReplay(rec, data);
     if (!m_editLayer)
         return reverse;
-    m_editLayer->removeShapes(rec.m_shapes);
+    m_editLayer->removeShapes(withoutNull(rec.m_shapes));
     m_editLayer->updateLabels();
     return reverse;
 }

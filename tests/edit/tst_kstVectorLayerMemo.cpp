@@ -463,6 +463,18 @@ void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
     memo->redo();
     QCOMPARE(circle->geoData(), circleAfter);
 
+    // Records that name nothing valid change nothing.
+    const QVector<QPointF> lineNow = lineShape->geoData();
+    memo->memo(LayerMemo::VertexInsert, lineShape, vertexData(99, GCP(116, 39)));
+    memo->memo(LayerMemo::VertexMove, lineShape, vertexData(-3, GCP(116, 39)));
+    memo->memo(LayerMemo::ShapesRemove, {nullptr}, Data());
+    memo->memo(LayerMemo::ShapesMove, QList<kstVectorShape*>{nullptr}, ltGcpsData({lineShape}));
+    for (int i = 0; i < 4; ++i)
+        memo->undo();
+    for (int i = 0; i < 4; ++i)
+        memo->redo();
+    QCOMPARE(lineShape->geoData(), lineNow);
+
     memo->clearDo();
     edit.deleteLayer(layer);
 }
