@@ -10,7 +10,6 @@
 #include "kstLabelGrid.h"
 
 #include "kstDistanceArea.h"
-#include "kstFourParamter.h"
 
 #include <QBrush>
 #include <QColor>
@@ -26,6 +25,7 @@ namespace Kestrum {
 
 class kstCorrection;
 class kstProjection;
+struct FourParamter__;
 class kstResulotion;
 class kstTileMapView;
 class kstVectorCollect;
