@@ -33,7 +33,8 @@ class kstVectorShape;
 class KSTVECTOR_EXPORT LayerMemo
 {
 public:
-    enum Action {
+    // An int: records with other values can exist, and are dropped on replay.
+    enum Action : int {
         LayerInsert = 0,
         LayerRemove = 1,
         ShapesInsert = 2,

@@ -34,7 +34,9 @@ kstShapeGeometry kstShapeGeometry::capture(const QList<kstVectorShape*>& shapes)
     kstShapeGeometry geometry;
     geometry.m_offsets.reserve(shapes.size() + 1);
     for (kstVectorShape* shape : shapes) {
-        geometry.m_points += pointsOf(shape);
+        // A point is moved onto its target exactly; it needs no copy.
+        if (shape && shape->shapeType() != kstVectorShape::Type_Point)
+            geometry.m_points += pointsOf(shape);
         geometry.m_offsets.append(geometry.m_points.size());
     }
     return geometry;

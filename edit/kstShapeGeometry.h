@@ -21,7 +21,8 @@ public:
     int size() const { return m_offsets.size() - 1; }
     bool isEmpty() const { return size() <= 0; }
 
-    // Gives shape `index` its captured points again. With a tolerance (in
+    // Gives shape `index` its captured points again (points are not kept:
+    // their moves are exact). With a tolerance (in
     // degrees) only when its current points lie that close to them, so that a
     // change made outside the undo history is never reverted; with a negative
     // tolerance whenever the point count still matches. True when restored.

@@ -10,7 +10,6 @@
 #include "kstLabelGrid.h"
 
 #include "kstDistanceArea.h"
-#include "kstFourParamter.h"
 
 #include <QBrush>
 #include <QColor>
@@ -27,6 +26,7 @@ namespace Kestrum {
 
 class kstCorrection;
 class kstProjection;
+struct FourParamter__;
 class kstResulotion;
 class kstTileMapView;
 class kstVectorCollect;

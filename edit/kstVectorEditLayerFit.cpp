@@ -4,6 +4,7 @@
 
 #include "kstVectorEditLayer.h"
 
+#include "kstFourParamter.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
 #include "kstTileMapView.h"

@@ -37,6 +37,14 @@ bool handlesAreNotVertices(const kstVectorShape* shape)
     return shape && (shape->shapeType() == kstVectorShape::Type_Rect || shape->shapeType() == kstVectorShape::Type_Circle);
 }
 
+// A rectangle's handle edit leaves its pixels as dragged while its corners
+// snap to whole pixels; a move rebuilds the corners from the pixels.
+void layOutRect(kstVectorShape* shape)
+{
+    if (shape && shape->shapeType() == kstVectorShape::Type_Rect)
+        shape->updateShape(shape->curMpp(), shape->curProj(), false);
+}
+
 QList<int> ringSizes(kstVectorShape* shape)
 {
     const Polygon__ polygon = static_cast<VectorPolygon*>(shape)->geoData();
@@ -57,6 +65,33 @@ int ringOfVertex(kstVectorShape* shape, int index)
     return -1;
 }
 
+// Whether a removed polygon vertex was the first point of its ring. Its
+// vertex index then means something else to the insertion numbering: index 0
+// maps to no ring, a hole's first point to the end of the ring before it.
+bool isRingStart(kstVectorShape* shape, int index, const QMap<QString, QVariant>& data)
+{
+    if (shape->shapeType() != kstVectorShape::Type_Polygon)
+        return false;
+    const QList<int> sizes = ringSizes(shape);
+    const int ring = data.contains(kVertexRing) ? data.value(kVertexRing).toInt() : (index == 0 ? 0 : -1);
+    if (ring < 0 || ring >= sizes.size())
+        return false;
+    int first = 0;
+    for (int r = 0; r < ring; ++r)
+        first += sizes.at(r);
+    return index == first;
+}
+
+// Puts a vertex back as the first point of the ring whose first point is now
+// vertex `first`: inserted after that point, then the two swap places.
+void insertAtRingStart(kstVectorShape* shape, int first, const GCP& gcp)
+{
+    const GCP former = shape->vertex(first);
+    shape->insertVertex(first + 1, gcp);
+    shape->moveVertexTo(first, gcp);
+    shape->moveVertexTo(first + 1, former);
+}
+
 QVariantList collectPositions(const QList<kstVectorShape*>& shapes)
 {
     QVariantList positions;
@@ -66,6 +101,15 @@ QVariantList collectPositions(const QList<kstVectorShape*>& shapes)
         positions.append(collect ? collect->m_shapes.indexOf(shape) : -1);
     }
     return positions;
+}
+
+QList<kstVectorShape*> withoutNull(const QList<kstVectorShape*>& shapes)
+{
+    if (!shapes.contains(nullptr))
+        return shapes;
+    QList<kstVectorShape*> valid = shapes;
+    valid.removeAll(nullptr);
+    return valid;
 }
 
 bool isIn(kstVectorShape* shape)
@@ -153,10 +197,8 @@ QMap<QString, QVariant> kstVectorLayerMemo::exactData(const LayerMemo& rec) cons
     case LayerMemo::ShapesMove:
         // Moves keep the pixel form: it must be the one of the geometry
         // (after a rectangle's handle edit it can be a fraction off).
-        for (kstVectorShape* shape : rec.m_shapes) {
-            if (shape)
-                shape->updateShape(shape->curMpp(), shape->curProj(), false);
-        }
+        for (kstVectorShape* shape : rec.m_shapes)
+            layOutRect(shape);
         data.insert(kShapesGeometry, QVariant::fromValue(kstShapeGeometry::capture(rec.m_shapes)));
         break;
     case LayerMemo::VertexMove:
@@ -244,10 +286,19 @@ LayerMemo kstVectorLayerMemo::startReplay(const LayerMemo& rec, const QMap<QStri
 
 void kstVectorLayerMemo::selectAgain(const LayerMemo& rec)
 {
-    if (!m_editLayer)
+    // Selecting the selection again would end where it is (flags, z values
+    // and order), at the cost of every shape's handle band twice.
+    if (!m_editLayer || (!rec.m_shapes.isEmpty() && m_editLayer->selectedShapes() == rec.m_shapes))
         return;
     m_editLayer->clearSelected();
     m_editLayer->setShapesSelecte(rec.m_shapes, true);
+}
+
+void kstVectorLayerMemo::selectAndLabel(const LayerMemo& rec)
+{
+    selectAgain(rec);
+    if (m_editLayer)
+        m_editLayer->updateLabels();
 }
 
 LayerMemo kstVectorLayerMemo::layerIn(const LayerMemo& rec)
@@ -278,7 +329,7 @@ LayerMemo kstVectorLayerMemo::shapesIn(const LayerMemo& rec)
     if (!m_editLayer)
         return reverse;
     prepareInsertion(rec.m_shapes, rec.m_data.value(kShapesIndexes).toList());
-    m_editLayer->insertShapes(rec.m_shapes);
+    m_editLayer->insertShapes(withoutNull(rec.m_shapes));
     // The remembered index follows the position the shape now has.
     for (kstVectorShape* shape : rec.m_shapes) {
         if (shape && isIn(shape))
@@ -296,7 +347,7 @@ LayerMemo kstVectorLayerMemo::shapesOut(const LayerMemo& rec)
     const LayerMemo reverse = startReplay(rec, data);
     if (!m_editLayer)
         return reverse;
-    m_editLayer->removeShapes(rec.m_shapes);
+    m_editLayer->removeShapes(withoutNull(rec.m_shapes));
     m_editLayer->updateLabels();
     return reverse;
 }
@@ -319,13 +370,11 @@ LayerMemo kstVectorLayerMemo::moveShapes(const LayerMemo& rec)
         if (!shape)
             continue;
         // The pixel form of the geometry, as when the move was recorded.
-        shape->updateShape(shape->curMpp(), shape->curProj(), false);
+        layOutRect(shape);
         shape->moveShapeTo(targets.at(i));
         exact.restore(i, shape, kMoveTolerance);
     }
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -344,9 +393,7 @@ LayerMemo kstVectorLayerMemo::moveVertex(const LayerMemo& rec)
     shape->moveVertexTo(index, rec.m_data.value(kVertexGcp).value<GCP>());
     if (handlesAreNotVertices(shape))
         rec.m_data.value(kShapesGeometry).value<kstShapeGeometry>().restore(0, shape, -1.0);
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -358,32 +405,13 @@ LayerMemo kstVectorLayerMemo::vertexIn(const LayerMemo& rec)
         return reverse;
     const int index = rec.m_data.value(kVertexIndex).toInt();
     const GCP gcp = rec.m_data.value(kVertexGcp).value<GCP>();
-    // A removed polygon vertex is named by its vertex index, which the
-    // insertion numbering reads differently at the start of a ring.
-    const bool ringStart = rec.m_action == LayerMemo::VertexRemove && shape->shapeType() == kstVectorShape::Type_Polygon;
-    int first = 0;
-    if (ringStart) {
-        const QList<int> sizes = ringSizes(shape);
-        const int ring = rec.m_data.contains(kVertexRing) ? rec.m_data.value(kVertexRing).toInt() : (index == 0 ? 0 : -1);
-        for (int r = 0; r < ring && r < sizes.size(); ++r)
-            first += sizes.at(r);
-        if (ring < 0 || ring >= sizes.size() || index != first)
-            first = -1;
-    }
-    if (ringStart && first >= 0) {
-        // Insert after the ring's first point, then swap the two.
-        const GCP former = shape->vertex(first);
-        shape->insertVertex(first + 1, gcp);
-        shape->moveVertexTo(first, gcp);
-        shape->moveVertexTo(first + 1, former);
-    } else {
+    if (rec.m_action == LayerMemo::VertexRemove && isRingStart(shape, index, rec.m_data))
+        insertAtRingStart(shape, index, gcp);
+    else
         shape->insertVertex(index, gcp);
-    }
     // Insertion leaves the extent alone; later moves rely on it.
     shape->resetShape(shape->curMpp(), shape->curProj());
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -395,9 +423,7 @@ LayerMemo kstVectorLayerMemo::vertexOut(const LayerMemo& rec)
         return reverse;
     shape->removeVertex(rec.m_data.value(kVertexIndex).toInt());
     shape->resetShape(shape->curMpp(), shape->curProj());
-    selectAgain(rec);
-    if (m_editLayer)
-        m_editLayer->updateLabels();
+    selectAndLabel(rec);
     return reverse;
 }
 
@@ -421,18 +447,23 @@ void kstVectorLayerMemo::clearDo()
     clearRedo();
 }
 
-// Keeps the records that do not match, in their order.
+// Keeps the records that do not match, in their order. The list is rebuilt
+// only from the first match on.
 template <class Matches>
 void kstVectorLayerMemo::purge(QList<LayerMemo>& list, Matches matches)
 {
-    QList<LayerMemo> kept;
+    int first = 0;
+    while (first < list.size() && !matches(list.at(first)))
+        ++first;
+    if (first == list.size())
+        return;
+    QList<LayerMemo> kept = list.mid(0, first);
     kept.reserve(list.size());
-    for (const LayerMemo& rec : qAsConst(list)) {
-        if (!matches(rec))
-            kept.append(rec);
+    for (int i = first + 1; i < list.size(); ++i) {
+        if (!matches(list.at(i)))
+            kept.append(list.at(i));
     }
-    if (kept.size() != list.size())
-        list.swap(kept);
+    list.swap(kept);
 }
 
 void kstVectorLayerMemo::undoPurged()

@@ -105,6 +105,7 @@ private:
     LayerMemo vertexOut(const LayerMemo& rec);
     LayerMemo moveVertex(const LayerMemo& rec);
     void selectAgain(const LayerMemo& rec);
+    void selectAndLabel(const LayerMemo& rec);
 
     template <class Matches>
     static void purge(QList<LayerMemo>& list, Matches matches);

@@ -206,6 +206,9 @@ void tst_kstVectorLayerMemo::signalsFollowTheStacks()
     QVERIFY(memo->undoList().at(2).m_shapes.isEmpty());
     QCOMPARE(memo->undoList().at(2), memo->undoList().at(2));
     QVERIFY(memo->undoList().at(0) != memo->undoList().at(1));
+    // Points and lists of points travel in records under their registered names.
+    QVERIFY(QMetaType::type("GCP") != QMetaType::UnknownType);
+    QVERIFY(QMetaType::type("QList<GCP>") != QMetaType::UnknownType);
     memo->clearDo();
     delete shape;
     kstVectorLayer::destoryLayer(layer);
@@ -460,6 +463,18 @@ void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
     memo->redo();
     QCOMPARE(circle->geoData(), circleAfter);
 
+    // Records that name nothing valid change nothing.
+    const QVector<QPointF> lineNow = lineShape->geoData();
+    memo->memo(LayerMemo::VertexInsert, lineShape, vertexData(99, GCP(116, 39)));
+    memo->memo(LayerMemo::VertexMove, lineShape, vertexData(-3, GCP(116, 39)));
+    memo->memo(LayerMemo::ShapesRemove, {nullptr}, Data());
+    memo->memo(LayerMemo::ShapesMove, QList<kstVectorShape*>{nullptr}, ltGcpsData({lineShape}));
+    for (int i = 0; i < 4; ++i)
+        memo->undo();
+    for (int i = 0; i < 4; ++i)
+        memo->redo();
+    QCOMPARE(lineShape->geoData(), lineNow);
+
     memo->clearDo();
     edit.deleteLayer(layer);
 }
@@ -541,8 +556,9 @@ void tst_kstVectorLayerMemo::deletionsThroughTheEditLayerPurge()
     edit.insertShape(sibling, 1);
     memo->memo(LayerMemo::ShapesRemove, sibling, Data());
     edit.removeShape(sibling);
+    const quint64 secondFid = second->m_fid;
     edit.deleteShape(keptShapes.at(1));
-    QVERIFY(!kept->m_collects.contains(second->m_fid)); // second was deleted, sibling is orphaned
+    QVERIFY(!kept->m_collects.contains(secondFid)); // second was deleted, sibling is orphaned
     delete sibling;
 
     kstVectorCollect* detachedCollect = doomedShapes.at(1)->shapeCollect();
