@@ -141,6 +141,9 @@ kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
 kstVectorEditLayer::~kstVectorEditLayer()
 {
     clearShapeLabels();
+    // The layers are the host's: their shapes must not die with this item.
+    for (kstVectorLayer* layer : qAsConst(m_layers))
+        detachShapes(layerShapes(layer));
 }
 
 void kstVectorEditLayer::setLayerAction(Action action)
@@ -199,9 +202,7 @@ void kstVectorEditLayer::removeLayer(kstVectorLayer* layer)
 {
     if (!m_layers.contains(layer))
         return;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
-            detachShape(shape);
+    detachShapes(layerShapes(layer));
     m_layers.removeAll(layer);
     emit layerRemoved(layer);
 }
@@ -229,6 +230,26 @@ void kstVectorEditLayer::detachShape(kstVectorShape* shape)
     dropShapeLabels(shape);
     if (shape->scene())
         shape->scene()->removeItem(shape);
+    // Off the scene too (the edit layer may have left it already), the shape
+    // must stop being a child item: it would otherwise die with this item.
+    if (shape->parentLayer() == this || shape->parentItem() == this)
+        shape->setParentLayer(nullptr);
+}
+
+void kstVectorEditLayer::detachShapes(const QList<kstVectorShape*>& shapes)
+{
+    // Children leave their parent fastest from the end of its child list,
+    // which is where the last attached shapes are.
+    for (auto it = shapes.crbegin(); it != shapes.crend(); ++it)
+        detachShape(*it);
+}
+
+QList<kstVectorShape*> kstVectorEditLayer::layerShapes(const kstVectorLayer* layer)
+{
+    QList<kstVectorShape*> shapes;
+    for (kstVectorCollect* collect : layer->m_collects)
+        shapes += collect->m_shapes;
+    return shapes;
 }
 
 void kstVectorEditLayer::insertCollect(kstVectorCollect* collect)
@@ -249,8 +270,7 @@ void kstVectorEditLayer::removeCollect(kstVectorCollect* collect)
 {
     if (!collect)
         return;
-    for (kstVectorShape* shape : qAsConst(collect->m_shapes))
-        detachShape(shape);
+    detachShapes(collect->m_shapes);
     if (collect->m_layer)
         collect->m_layer->m_collects.remove(collect->m_fid);
     emit collectRemoved(collect);
@@ -597,10 +617,8 @@ void kstVectorEditLayer::resetZLevel()
 QList<kstVectorShape*> kstVectorEditLayer::allShapes() const
 {
     QList<kstVectorShape*> shapes;
-    for (kstVectorLayer* layer : m_layers) {
-        for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-            shapes += collect->m_shapes;
-    }
+    for (kstVectorLayer* layer : m_layers)
+        shapes += layerShapes(layer);
     return shapes;
 }
 
@@ -771,6 +789,7 @@ void kstVectorEditLayer::clearShapeLabels()
 void kstVectorEditLayer::dropShapeLabels(kstVectorShape* shape)
 {
     qDeleteAll(m_shapeLabels.take(shape));
+    m_labelGrid.remove(shape);
 }
 
 bool kstVectorEditLayer::isIntersectsWithCurrentLabels(const QRectF& rect) const
@@ -810,7 +829,7 @@ QList<VectorShapeLabel__*> kstVectorEditLayer::placeLabels(kstVectorShape* shape
             continue;
         accepted.append(new VectorShapeLabel__{candidate.text, candidate.angle, r});
         // Rotated labels block others with their unrotated rectangle.
-        m_labelGrid.insert(spaced(r));
+        m_labelGrid.insert(spaced(r), shape);
         if (shape->shapeType() == kstVectorShape::Type_Point)
             break; // one label per point, at its first free position
     }

@@ -524,9 +524,11 @@ OGRPolygon* newClosedRingPolygon(const QVector<QPointF>& points, OGRSpatialRefer
     OGRLinearRing ring;
     for (const QPointF& p : points)
         ring.addPoint(p.x(), p.y());
+    // GDAL checks rings when they are added: an open one is refused when the
+    // host does not accept unclosed rings, and reported otherwise.
+    ring.closeRings();
     OGRPolygon* polygon = new OGRPolygon;
     polygon->addRing(&ring);
-    polygon->closeRings();
     polygon->assignSpatialReference(srs);
     return polygon;
 }

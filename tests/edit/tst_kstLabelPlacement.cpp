@@ -27,6 +27,38 @@ Shape* labelled(kstVectorLayer* layer, Shape* shape, const QString& text)
     return shape;
 }
 
+// Reaches the edit layer's own collision test of placed labels.
+struct CollisionTest : kstVectorEditLayer
+{
+    static bool hit(const kstVectorEditLayer& layer, const QRectF& rect)
+    {
+        return (layer.*(&CollisionTest::isIntersectsWithCurrentLabels))(rect);
+    }
+};
+
+// The collision test against every placed label, one by one.
+bool pairwiseHit(const kstVectorEditLayer& layer, const QRectF& rect)
+{
+    for (const QList<VectorShapeLabel__*>& labels : layer.shapeLabels())
+        for (const VectorShapeLabel__* label : labels)
+            if (label->rect.adjusted(-3, -3, 3, 3).intersects(rect.adjusted(-3, -3, 3, 3)))
+                return true;
+    return false;
+}
+
+// Compares the edit layer's collision test with the pairwise one at random
+// places of the view; returns the number of disagreements.
+int disagreements(kstVectorEditLayer& layer, QRandomGenerator& rng)
+{
+    const QPointF origin = -layer.pos();
+    int wrong = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const QRectF r(origin + QPointF(rng.bounded(800), rng.bounded(600)), QSizeF(4 + rng.bounded(60), 4 + rng.bounded(20)));
+        wrong += CollisionTest::hit(layer, r) != pairwiseHit(layer, r);
+    }
+    return wrong;
+}
+
 QList<VectorShapeLabel__> placedFor(kstVectorEditLayer& layer, kstVectorShape* shape)
 {
     QList<VectorShapeLabel__> labels;
@@ -56,8 +88,20 @@ void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
     QRandomGenerator rng(2024);
     kstLabelGrid grid(48);
     QVector<QRectF> placed;
+    QVector<int> owners; // the owner of each placed rectangle
     int accepted = 0;
     for (int i = 0; i < 6000; ++i) {
+        // Now and then an owner's rectangles leave; the grid must forget them at once.
+        if (i % 50 == 49) {
+            const int owner = rng.bounded(40);
+            grid.remove(reinterpret_cast<const void*>(quintptr(owner + 1)));
+            for (int k = placed.size() - 1; k >= 0; --k)
+                if (owners.at(k) == owner) {
+                    placed.removeAt(k);
+                    owners.removeAt(k);
+                }
+            QCOMPARE(grid.size(), placed.size());
+        }
         const double w = i % 500 == 0 ? 5000 : 5 + rng.bounded(120);
         const double h = 4 + rng.bounded(30);
         QRectF r(rng.bounded(3000) - 1500, rng.bounded(2000) - 1000, w, h);
@@ -68,8 +112,10 @@ void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
             pairwise = pairwise || p.intersects(r);
         QCOMPARE(grid.intersects(r), pairwise);
         if (!pairwise) {
-            grid.insert(r);
+            const int owner = rng.bounded(40);
+            grid.insert(r, reinterpret_cast<const void*>(quintptr(owner + 1)));
             placed << r;
+            owners << owner;
             ++accepted;
         }
     }
@@ -191,6 +237,24 @@ void tst_kstLabelPlacement::placedLabelsNeverOverlap()
     grid.insert(QRectF(0, 0, 20, 10).adjusted(-3, -3, 3, 3));
     QVERIFY(grid.intersects(QRectF(25, 0, 20, 10).adjusted(-3, -3, 3, 3)));
     QVERIFY(!grid.intersects(QRectF(27, 0, 20, 10).adjusted(-3, -3, 3, 3)));
+
+    // Labels of shapes, collects and layers that leave stop blocking others
+    // at once, not only at the next placement.
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    QList<kstVectorShape*> labelledShapes = scene.layer().shapeLabels().keys();
+    for (int i = 0; i < labelledShapes.size(); i += 3)
+        scene.layer().removeShape(labelledShapes.at(i));
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    kstVectorCollect* collect = labelledShapes.at(1)->shapeCollect();
+    scene.layer().removeCollect(collect);
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    scene.layer().updateLabels();
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    scene.layer().insertCollect(collect);
+    for (int i = 0; i < labelledShapes.size(); i += 3)
+        scene.layer().insertShape(labelledShapes.at(i), 0);
+    scene.layer().updateLabels();
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
 
     // Hiding the edit layer drops its labels.
     scene.layer().hideVectorLayer();
