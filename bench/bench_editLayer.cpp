@@ -1,6 +1,7 @@
-// Edit layer throughput: recomputing 100 000 shapes of 10 vertices after a
-// level change (thread pool against one thread), and placing labels for
-// 10 000 candidates (grid index against the pairwise test).
+// Edit layer throughput: level changes with 100 000 shapes of 10 vertices
+// (the edit layer on one and on two threads against the shape-by-shape
+// pipeline), and placing labels for 10 000 candidates (grid index against the
+// pairwise test).
 #include "VectorLine.h"
 #include "kstLabelGrid.h"
 #include "kstTileMapView.h"
@@ -12,10 +13,13 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QThread>
+#include <QThreadPool>
 
+#include <algorithm>
 #include <functional>
 
 #include <cstdio>
+#include <sys/resource.h>
 
 using namespace Kestrum;
 
@@ -45,11 +49,12 @@ kstVectorLayer* makeLayer()
     return layer;
 }
 
-// Exposes the recomputation that a level change runs.
+// Drives level changes as the view reports them, and the shape-by-shape
+// pipeline the level change replaces.
 class BenchEditLayer : public kstVectorEditLayer
 {
 public:
-    using kstVectorEditLayer::updateShapes;
+    void changeLevel(int level) { mapViewChanged(currentLtPcp(), level); }
 };
 
 double secondsFor(const std::function<void()>& work)
@@ -58,6 +63,32 @@ double secondsFor(const std::function<void()>& work)
     timer.start();
     work();
     return timer.nsecsElapsed() / 1e9;
+}
+
+double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
+}
+
+// Alternates the level between 5 and 6, `rounds` times; returns seconds per
+// level change and the number of busy cores (CPU time over wall time).
+double levelChanges(BenchEditLayer& edit, int rounds, double& cores)
+{
+    const double cpu = cpuSeconds();
+    const double wall = secondsFor([&] {
+        for (int i = 0; i < rounds; ++i)
+            edit.changeLevel(i % 2 ? 5 : 6);
+    });
+    cores = (cpuSeconds() - cpu) / wall;
+    return wall / rounds;
+}
+
+// The GUI thread waits while the global pool works with at most this many threads.
+void usePoolThreads(int threads)
+{
+    QThreadPool::globalInstance()->setMaxThreadCount(threads);
 }
 
 void benchShapeUpdates()
@@ -69,23 +100,39 @@ void benchShapeUpdates()
     edit.addToMapView(&view);
     kstVectorLayer* layer = makeLayer();
     edit.insertLayer(layer, 0);
+    const double vertices = double(kShapes) * kVertices;
 
-    // The same work both ways: every shape's pixel data at the current level.
-    const kstMeterPerPixle__ mpp = view.resolution()->mpp(view.level());
-    const double parallel = secondsFor([&] {
-        for (int i = 0; i < 4; ++i)
-            edit.updateShapes();
-    }) / 4;
-    const double sequential = secondsFor([&] {
-        for (int i = 0; i < 4; ++i)
+    // Baseline: the shape-by-shape pipeline on the GUI thread, as used below
+    // 1000 shapes, at alternating levels.
+    kstResulotion* resolution = view.resolution();
+    const double pipeline = secondsFor([&] {
+        for (int i = 0; i < 2; ++i)
             for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-                collect->m_shapes.first()->updateShape(mpp, view.projection(), true);
-    }) / 4;
-    std::printf("updateShapes, %d shapes x %d vertices, per level change:\n", kShapes, kVertices);
-    std::printf("  one thread   %8.1f ms\n  thread pool  %8.1f ms  (%d threads)\n  speed-up     %8.2fx\n",
-                sequential * 1e3, parallel * 1e3, QThread::idealThreadCount(), sequential / parallel);
-    edit.clearLayers();
+                collect->m_shapes.first()->updateShape(resolution->mpp(i % 2 ? 5 : 6), view.projection(), true);
+    }) / 2;
+    edit.changeLevel(6);
+
+    double oneCores = 0, twoCores = 0, poolCores = 0;
+    levelChanges(edit, 2, oneCores); // warms up the pool and the plane coordinates
+    usePoolThreads(1);
+    const double one = levelChanges(edit, 6, oneCores);
+    usePoolThreads(2);
+    const double two = levelChanges(edit, 6, twoCores);
+    usePoolThreads(QThread::idealThreadCount());
+    const double pool = levelChanges(edit, 6, poolCores);
+
+    std::printf("level change, %d shapes x %d vertices:\n", kShapes, kVertices);
+    std::printf("  shape pipeline, GUI thread   %8.1f ms  %6.1f ns/vertex  (baseline)\n", pipeline * 1e3,
+                pipeline / vertices * 1e9);
+    std::printf("  edit layer, one thread       %8.1f ms  %6.1f ns/vertex  %5.2fx baseline  (%.2f cores busy)\n",
+                one * 1e3, one / vertices * 1e9, pipeline / one, oneCores);
+    std::printf("  edit layer, two threads      %8.1f ms  %6.1f ns/vertex  %5.2fx one thread  (%.2f cores busy)\n",
+                two * 1e3, two / vertices * 1e9, one / two, twoCores);
+    std::printf("  edit layer, whole pool (%d)   %8.1f ms  %6.1f ns/vertex  %5.2fx one thread\n",
+                QThread::idealThreadCount(), pool * 1e3, pool / vertices * 1e9, one / pool);
     edit.removeFromMapView();
+    edit.removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
 }
 
 void benchLabelIndex()

@@ -20,7 +20,10 @@
 #include <QTransform>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <memory>
+#include <vector>
 #include <QGraphicsScene>
 #include <QtConcurrent>
 
@@ -53,65 +56,105 @@ QRectF spaced(const QRectF& rect)
 // From this many shapes on, pixel data are recomputed on the thread pool.
 constexpr int kParallelShapeThreshold = 1000;
 
+// The pool threads and the GUI thread hand data over through Qt's thread
+// pool, whose locks a race detector does not see; this pair of atomics makes
+// the hand-over explicit: everything written before start() is seen by the
+// steps, everything a step writes is seen after finish().
+class PoolHandOver
+{
+public:
+    void start() { m_started.store(true, std::memory_order_release); }
+    void stepBegins() const { m_started.load(std::memory_order_acquire); }
+    void stepEnds() { m_steps.fetch_add(1, std::memory_order_acq_rel); }
+    int finish() const { return m_steps.load(std::memory_order_acquire); }
+
+private:
+    std::atomic<bool> m_started{false};
+    std::atomic<int> m_steps{0};
+};
+
 struct ShapeSyncUpdateHold__
 {
     kstVectorShape* shape;
     kstProjection* projection;
     kstMeterPerPixle__ mpp;
+    // Read on the GUI thread before the pool starts.
+    const kstShapeScale* scale;
+    QPointF itemPos;
+    PoolHandOver* handOver;
+    // Made by the pool: what the GUI thread stores in the shape; then the
+    // pool disposes of it with what the shape held before.
+    std::unique_ptr<kstShapeFrame> frame;
+    bool computed;
 };
 
 struct ShapeSyncCorrectHold__
 {
     kstVectorShape* shape;
     kstCorrection* correction;
+    bool in;
+    PoolHandOver* handOver;
+    QVector<QPolygonF> rings; // the corrected geographic points
+    bool computed;
 };
 
-// One shape's pixel data on a pool thread; the position is set afterwards on
-// the GUI thread, since setPos touches the scene.
-QPointF syncShape(const ShapeSyncUpdateHold__& hold)
+// One shape's frame on a pool thread: pure data, nothing of the item or the
+// scene is touched.
+void computeShapeFrame(ShapeSyncUpdateHold__& hold)
 {
-    kstVectorShape* shape = hold.shape;
-    shape->updateBoundingRect(hold.mpp, hold.projection);
-    shape->updatePixsData(hold.mpp, hold.projection);
-    if (shape->isShapeSelected())
-        shape->updateAddVertexPath();
-    shape->updateShapePath();
-    shape->updateLabels();
-    return shape->getPosition(hold.mpp, hold.projection);
+    hold.handOver->stepBegins();
+    hold.frame.reset(new kstShapeFrame);
+    hold.computed = hold.shape->computeFrame(*hold.frame, *hold.scale, hold.itemPos);
+    hold.handOver->stepEnds();
 }
 
-void appendPosition(QList<QPointF>& positions, const QPointF& position)
+void releaseShapeFrame(ShapeSyncUpdateHold__& hold)
 {
-    positions.append(position);
+    hold.handOver->stepBegins();
+    hold.frame.reset();
+    hold.handOver->stepEnds();
 }
 
-int correctIn(const ShapeSyncCorrectHold__& hold)
+QPointF correctedPoint(const QPointF& p, kstCorrection* correction, bool in)
 {
-    hold.shape->correctInShape(hold.correction);
-    return 0;
+    const GCP gcp(p.x(), p.y());
+    return kstVectorShape::gcp2pt(in ? correction->correctIn(gcp) : correction->correctOut(gcp));
 }
 
-int correctOut(const ShapeSyncCorrectHold__& hold)
+// One shape's corrected points on a pool thread; they are stored on the GUI thread.
+void computeCorrection(ShapeSyncCorrectHold__& hold)
 {
-    hold.shape->correctOutShape(hold.correction);
-    return 0;
+    hold.handOver->stepBegins();
+    hold.computed = hold.shape->geoRings(hold.rings);
+    if (hold.computed) {
+        for (QPolygonF& ring : hold.rings)
+            for (QPointF& p : ring)
+                p = correctedPoint(p, hold.correction, hold.in);
+    }
+    hold.handOver->stepEnds();
 }
 
-void discard(int&, int) {}
-
-void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction,
-                   int (*step)(const ShapeSyncCorrectHold__&))
+void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction, bool in)
 {
-    QList<ShapeSyncCorrectHold__> holds;
-    holds.reserve(shapes.size());
-    for (kstVectorShape* shape : shapes)
-        holds.append({shape, correction});
-    if (holds.size() < kParallelShapeThreshold) {
-        for (const ShapeSyncCorrectHold__& hold : qAsConst(holds))
-            step(hold);
+    if (shapes.size() < kParallelShapeThreshold) {
+        for (kstVectorShape* shape : shapes)
+            in ? shape->correctInShape(correction) : shape->correctOutShape(correction);
         return;
     }
-    QtConcurrent::blockingMappedReduced<int>(holds, step, discard, QtConcurrent::OrderedReduce);
+    PoolHandOver handOver;
+    std::vector<ShapeSyncCorrectHold__> holds;
+    holds.reserve(shapes.size());
+    for (kstVectorShape* shape : shapes)
+        holds.push_back({shape, correction, in, &handOver, {}, false});
+    handOver.start();
+    QtConcurrent::blockingMap(holds, computeCorrection);
+    handOver.finish();
+    for (ShapeSyncCorrectHold__& hold : holds) {
+        if (hold.computed)
+            hold.shape->setGeoRings(hold.rings);
+        else
+            in ? hold.shape->correctInShape(correction) : hold.shape->correctOutShape(correction);
+    }
 }
 
 } // namespace
@@ -690,6 +733,9 @@ void kstVectorEditLayer::onConfigChanged(kstProjection*, kstResulotion*, kstCorr
     }
     if (!isVisible() || !viewReady())
         return;
+    // A projection may have changed in place: nothing projected before counts.
+    for (kstVectorShape* shape : allShapes())
+        shape->dropPlaneCache();
     updateShapes();
     setLayerBoundingRect();
     setLayerPosition();
@@ -733,18 +779,33 @@ void kstVectorEditLayer::updateShapes()
 {
     kstProjection* proj = mapView()->projection();
     const kstMeterPerPixle__ mpp = mapView()->resolution()->mpp(m_level);
-    QList<ShapeSyncUpdateHold__> holds;
-    for (kstVectorShape* shape : allShapes())
-        holds.append({shape, proj, mpp});
-    if (holds.size() < kParallelShapeThreshold) {
-        for (const ShapeSyncUpdateHold__& hold : qAsConst(holds))
-            hold.shape->updateShape(hold.mpp, hold.projection, true);
+    const QList<kstVectorShape*> shapes = allShapes();
+    if (shapes.size() < kParallelShapeThreshold) {
+        for (kstVectorShape* shape : shapes)
+            shape->updateShape(mpp, proj, true);
         return;
     }
-    const QList<QPointF> positions = QtConcurrent::blockingMappedReduced<QList<QPointF>>(
-        holds, syncShape, appendPosition, QtConcurrent::OrderedReduce);
-    for (int i = 0; i < holds.size(); ++i)
-        holds.at(i).shape->setPos(positions.at(i));
+    // The pool computes each shape's frame; only the GUI thread touches the
+    // items and the scene, storing the frames in shape order.
+    const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
+    PoolHandOver computing, releasing;
+    std::vector<ShapeSyncUpdateHold__> holds;
+    holds.reserve(shapes.size());
+    for (kstVectorShape* shape : shapes)
+        holds.push_back({shape, proj, mpp, &scale, shape->pos(), &computing, nullptr, false});
+    computing.start();
+    QtConcurrent::blockingMap(holds, computeShapeFrame);
+    computing.finish();
+    for (ShapeSyncUpdateHold__& hold : holds) {
+        if (hold.computed)
+            hold.shape->applyFrame(*hold.frame);
+        else
+            hold.shape->updateShape(mpp, proj, true);
+        hold.handOver = &releasing;
+    }
+    releasing.start();
+    QtConcurrent::blockingMap(holds, releaseShapeFrame);
+    releasing.finish();
 }
 
 void kstVectorEditLayer::showVectorLayer()
@@ -767,13 +828,13 @@ void kstVectorEditLayer::hideVectorLayer()
 void kstVectorEditLayer::correctInShapes()
 {
     if (viewReady())
-        correctShapes(allShapes(), mapView()->correction(), correctIn);
+        correctShapes(allShapes(), mapView()->correction(), true);
 }
 
 void kstVectorEditLayer::correctOutShapes()
 {
     if (viewReady())
-        correctShapes(allShapes(), mapView()->correction(), correctOut);
+        correctShapes(allShapes(), mapView()->correction(), false);
 }
 
 // --- Labels --------------------------------------------------------------
@@ -813,6 +874,10 @@ void kstVectorEditLayer::setLayerLabels()
         const kstVectorCollect* collect = shape->shapeCollect();
         if (!collect || collect->m_text.isEmpty() || !collect->m_layer || !collect->m_layer->m_showLabels)
             continue;
+        // Shapes with many labels offer only those near the view they were
+        // computed for; after a long pan they offer those of the new view.
+        if (!shape->labelWindow().isNull() && !shape->labelWindow().contains(visible))
+            shape->updateLabels();
         const QList<VectorShapeLabel__*> labels = placeLabels(shape, visible);
         if (!labels.isEmpty())
             m_shapeLabels.insert(shape, labels);

@@ -2,12 +2,15 @@
 #include "VectorPoint.h"
 #include "kstLabelGrid.h"
 #include "kstShapeTestSupport.h"
+#include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
 #include <QPainter>
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include <cmath>
 
 using namespace Kestrum;
 
@@ -78,6 +81,7 @@ private slots:
     void pointsTakeTheFirstFreePosition();
     void linesGetRotatedLabelsOnLongSegments();
     void placedLabelsNeverOverlap();
+    void longLinesOfferBoundedAnchors();
 };
 
 void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
@@ -261,6 +265,61 @@ void tst_kstLabelPlacement::placedLabelsNeverOverlap()
     QVERIFY(scene.layer().shapeLabels().isEmpty());
     scene.layer().removeLayer(layer);
     kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstLabelPlacement::longLinesOfferBoundedAnchors()
+{
+    // Segments of billions of pixels, and points so far out that halving a
+    // segment no longer moves its midpoint: anchors come only near the view,
+    // never more than the fixed number per line, and at once.
+    struct Case
+    {
+        QVector<QPointF> points;
+        int level;
+        bool nearView; // pixels of the view are still apart at the line's distance
+    };
+    const QList<Case> cases{{{{0, 0}, {1e8, 0}}, 10, true},
+                            {{{-179, 0.001}, {179, 0.001}}, 22, true},
+                            {{{1e300, 0}, {std::nextafter(1e300, 2e300), 0}}, 22, false},
+                            {{{-1e300, 10}, {1e300, -10}}, 22, false},
+                            {{{1e306, 0}, {-1e306, 0}, {0, 0}, {0.5, 0}}, 3, false}};
+    for (const Case& c : cases) {
+        ShapeTestScene scene(GCP(0, 0), c.level);
+        kstVectorLayer* layer = kstVectorLayer::newLayer();
+        VectorLine* line = labelled(layer, new VectorLine(c.points, nullptr), QStringLiteral("Long"));
+        scene.layer().insertLayer(layer, 0);
+        QVERIFY(line->labels().size() <= VectorLine::kMaxLabelAnchors);
+        const QRectF window = line->labelWindow().translated(-line->pos());
+        for (const VectorShapeLabel__& label : line->labels())
+            QVERIFY(!c.nearView || window.adjusted(-100, -100, 100, 100).contains(label.rect.center()));
+        scene.layer().updateLabels();
+        scene.layer().removeLayer(layer);
+        kstVectorLayer::destoryLayer(layer);
+    }
+
+    // Along a segment across the world at level 22 the view has labels, and
+    // after a pan of many views it has labels again, of the new view.
+    ShapeTestScene scene(GCP(10, 0.0005), 22);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    VectorLine* line = labelled(layer, new VectorLine({{-179, 0.0005}, {179, 0.0005}}, nullptr), QStringLiteral("Equator"));
+    scene.layer().insertLayer(layer, 0);
+    scene.layer().updateLabels();
+    QVERIFY(!placedFor(scene.layer(), line).isEmpty());
+    QVERIFY(line->labels().size() < 20);
+    scene.view().panBy(QPointF(-20000, 0));
+    QVERIFY(!placedFor(scene.layer(), line).isEmpty());
+    const QRectF visible(-scene.layer().pos(), QSizeF(scene.view().viewSize()));
+    for (const VectorShapeLabel__& label : placedFor(scene.layer(), line))
+        QVERIFY(visible.intersects(label.rect));
+    scene.layer().removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+
+    // A line on no view has no window: its anchors are bounded all the same.
+    kstVectorLayer* loose = kstVectorLayer::newLayer();
+    VectorLine* far = labelled(loose, new VectorLine({{-179, 1}, {179, 1}}, nullptr), QStringLiteral("Far"));
+    far->initShape(kstTileResulotion().mpp(20), far->curProj());
+    QCOMPARE(far->labels().size(), VectorLine::kMaxLabelAnchors);
+    kstVectorLayer::destoryLayer(loose);
 }
 
 QTEST_MAIN(tst_kstLabelPlacement)
