@@ -19,7 +19,7 @@
 #include <functional>
 
 #include <cstdio>
-#include <sys/resource.h>
+#include <ctime>
 
 using namespace Kestrum;
 
@@ -65,24 +65,43 @@ double secondsFor(const std::function<void()>& work)
     return timer.nsecsElapsed() / 1e9;
 }
 
-double cpuSeconds()
+double cpuSeconds(clockid_t clock)
 {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
+    timespec t{};
+    clock_gettime(clock, &t);
+    return t.tv_sec + t.tv_nsec / 1e9;
 }
 
-// Alternates the level between 5 and 6, `rounds` times; returns seconds per
-// level change and the number of busy cores (CPU time over wall time).
-double levelChanges(BenchEditLayer& edit, int rounds, double& cores)
+// Seconds per level change, measured over level changes alternating
+// between 5 and 6: wall time, CPU time of the whole process and of the GUI
+// thread (which waits while the pool works and then stores the results).
+struct LevelChangeTimes
 {
-    const double cpu = cpuSeconds();
-    const double wall = secondsFor([&] {
-        for (int i = 0; i < rounds; ++i)
-            edit.changeLevel(i % 2 ? 5 : 6);
-    });
-    cores = (cpuSeconds() - cpu) / wall;
-    return wall / rounds;
+    double wall = 0;
+    double cpu = 0;
+    double gui = 0;
+
+    // The wall time the same work would take on otherwise idle cores: the
+    // GUI thread's share runs alone, the rest spread over `threads`.
+    double onIdleCores(int threads) const { return gui + (cpu - gui) / threads; }
+};
+
+// With `eventLoop`, the event loop runs between level changes (untimed), as
+// in the application: the scene then indexes the moved items, and the next
+// level change takes them out of its index again.
+LevelChangeTimes levelChanges(BenchEditLayer& edit, int rounds, bool eventLoop = false)
+{
+    LevelChangeTimes times;
+    for (int i = 0; i < rounds; ++i) {
+        if (eventLoop)
+            QCoreApplication::processEvents();
+        const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+        const double gui = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+        times.wall += secondsFor([&] { edit.changeLevel(i % 2 ? 5 : 6); }) / rounds;
+        times.cpu += (cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) / rounds;
+        times.gui += (cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - gui) / rounds;
+    }
+    return times;
 }
 
 // The GUI thread waits while the global pool works with at most this many threads.
@@ -100,36 +119,42 @@ void benchShapeUpdates()
     edit.addToMapView(&view);
     kstVectorLayer* layer = makeLayer();
     edit.insertLayer(layer, 0);
+    QCoreApplication::processEvents();
     const double vertices = double(kShapes) * kVertices;
+    const auto ns = [vertices](double seconds) { return seconds / vertices * 1e9; };
 
     // Baseline: the shape-by-shape pipeline on the GUI thread, as used below
     // 1000 shapes, at alternating levels.
     kstResulotion* resolution = view.resolution();
-    const double pipeline = secondsFor([&] {
+    const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+    const double pipelineWall = secondsFor([&] {
         for (int i = 0; i < 2; ++i)
             for (kstVectorCollect* collect : qAsConst(layer->m_collects))
                 collect->m_shapes.first()->updateShape(resolution->mpp(i % 2 ? 5 : 6), view.projection(), true);
     }) / 2;
+    const double pipelineCpu = (cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) / 2;
     edit.changeLevel(6);
 
-    double oneCores = 0, twoCores = 0, poolCores = 0;
-    levelChanges(edit, 2, oneCores); // warms up the pool and the plane coordinates
+    levelChanges(edit, 2); // warms up the pool, the frames and the plane coordinates
     usePoolThreads(1);
-    const double one = levelChanges(edit, 6, oneCores);
+    const LevelChangeTimes one = levelChanges(edit, 6);
     usePoolThreads(2);
-    const double two = levelChanges(edit, 6, twoCores);
+    const LevelChangeTimes two = levelChanges(edit, 6);
     usePoolThreads(QThread::idealThreadCount());
-    const double pool = levelChanges(edit, 6, poolCores);
 
-    std::printf("level change, %d shapes x %d vertices:\n", kShapes, kVertices);
-    std::printf("  shape pipeline, GUI thread   %8.1f ms  %6.1f ns/vertex  (baseline)\n", pipeline * 1e3,
-                pipeline / vertices * 1e9);
-    std::printf("  edit layer, one thread       %8.1f ms  %6.1f ns/vertex  %5.2fx baseline  (%.2f cores busy)\n",
-                one * 1e3, one / vertices * 1e9, pipeline / one, oneCores);
-    std::printf("  edit layer, two threads      %8.1f ms  %6.1f ns/vertex  %5.2fx one thread  (%.2f cores busy)\n",
-                two * 1e3, two / vertices * 1e9, one / two, twoCores);
-    std::printf("  edit layer, whole pool (%d)   %8.1f ms  %6.1f ns/vertex  %5.2fx one thread\n",
-                QThread::idealThreadCount(), pool * 1e3, pool / vertices * 1e9, one / pool);
+    std::printf("level change, %d shapes x %d vertices (ns per vertex; CPU time, then wall time):\n", kShapes,
+                kVertices);
+    std::printf("  shape pipeline, GUI thread  cpu %6.1f  wall %6.1f  (baseline)\n", ns(pipelineCpu),
+                ns(pipelineWall));
+    std::printf("  edit layer, one thread      cpu %6.1f  wall %6.1f  %5.2fx baseline; GUI thread %4.1f%% of it\n",
+                ns(one.cpu), ns(one.wall), pipelineCpu / one.cpu, 100.0 * one.gui / one.cpu);
+    std::printf("  edit layer, two threads     cpu %6.1f  wall %6.1f\n", ns(two.cpu), ns(two.wall));
+    std::printf("  two threads against one: %.2fx measured, %.2fx on idle cores (GUI share alone, the rest halved)\n",
+                one.wall / two.wall, one.onIdleCores(1) / two.onIdleCores(2));
+    const LevelChangeTimes indexed = levelChanges(edit, 4, true);
+    std::printf("  with the event loop between level changes, whole pool: cpu %6.1f  wall %6.1f  GUI thread %4.1f%%\n",
+                ns(indexed.cpu), ns(indexed.wall), 100.0 * indexed.gui / indexed.cpu);
+    QCoreApplication::processEvents();
     edit.removeFromMapView();
     edit.removeLayer(layer);
     kstVectorLayer::destoryLayer(layer);

@@ -56,6 +56,15 @@ QRectF spaced(const QRectF& rect)
 // From this many shapes on, pixel data are recomputed on the thread pool.
 constexpr int kParallelShapeThreshold = 1000;
 
+// A scene looks for an item it has not indexed yet among all such items, so
+// taking thousands of freshly moved items out of it costs the square of
+// their number. Any query of the scene indexes them first.
+void indexScene(QGraphicsScene* scene, int items)
+{
+    if (scene && items >= kParallelShapeThreshold)
+        scene->items(QRectF(0, 0, 1, 1));
+}
+
 // The pool threads and the GUI thread hand data over through Qt's thread
 // pool, whose locks a race detector does not see; this pair of atomics makes
 // the hand-over explicit: everything written before start() is seen by the
@@ -80,11 +89,9 @@ struct ShapeSyncUpdateHold__
     kstMeterPerPixle__ mpp;
     // Read on the GUI thread before the pool starts.
     const kstShapeScale* scale;
-    QPointF itemPos;
     PoolHandOver* handOver;
-    // Made by the pool: what the GUI thread stores in the shape; then the
-    // pool disposes of it with what the shape held before.
-    std::unique_ptr<kstShapeFrame> frame;
+    // The shape's own frame, filled by the pool and stored by the GUI thread.
+    kstShapeFrame* frame;
     bool computed;
 };
 
@@ -103,15 +110,8 @@ struct ShapeSyncCorrectHold__
 void computeShapeFrame(ShapeSyncUpdateHold__& hold)
 {
     hold.handOver->stepBegins();
-    hold.frame.reset(new kstShapeFrame);
-    hold.computed = hold.shape->computeFrame(*hold.frame, *hold.scale, hold.itemPos);
-    hold.handOver->stepEnds();
-}
-
-void releaseShapeFrame(ShapeSyncUpdateHold__& hold)
-{
-    hold.handOver->stepBegins();
-    hold.frame.reset();
+    hold.frame = &hold.shape->frameBuffer();
+    hold.computed = hold.shape->computeFrame(*hold.frame, *hold.scale);
     hold.handOver->stepEnds();
 }
 
@@ -281,10 +281,11 @@ void kstVectorEditLayer::detachShape(kstVectorShape* shape)
 
 void kstVectorEditLayer::detachShapes(const QList<kstVectorShape*>& shapes)
 {
-    // Children leave their parent fastest from the end of its child list,
-    // which is where the last attached shapes are.
-    for (auto it = shapes.crbegin(); it != shapes.crend(); ++it)
-        detachShape(*it);
+    // In the order they were attached: the parent's child list finds each
+    // one at its front.
+    indexScene(scene(), shapes.size());
+    for (kstVectorShape* shape : shapes)
+        detachShape(shape);
 }
 
 QList<kstVectorShape*> kstVectorEditLayer::layerShapes(const kstVectorLayer* layer)
@@ -696,6 +697,7 @@ void kstVectorEditLayer::removeFromMapView()
 {
     if (kstTileMapView* view = mapView())
         disconnect(view, nullptr, this, nullptr);
+    indexScene(scene(), childItems().size());
     kstElement::removeFromMapView();
 }
 
@@ -788,24 +790,30 @@ void kstVectorEditLayer::updateShapes()
     // The pool computes each shape's frame; only the GUI thread touches the
     // items and the scene, storing the frames in shape order.
     const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
-    PoolHandOver computing, releasing;
+    PoolHandOver handOver;
     std::vector<ShapeSyncUpdateHold__> holds;
     holds.reserve(shapes.size());
     for (kstVectorShape* shape : shapes)
-        holds.push_back({shape, proj, mpp, &scale, shape->pos(), &computing, nullptr, false});
-    computing.start();
+        holds.push_back({shape, proj, mpp, &scale, &handOver, nullptr, false});
+    handOver.start();
     QtConcurrent::blockingMap(holds, computeShapeFrame);
-    computing.finish();
-    for (ShapeSyncUpdateHold__& hold : holds) {
+    handOver.finish();
+    // Storing touches every item once; the memory of the items a few ahead is
+    // fetched while one is stored.
+    constexpr size_t kAhead = 8;
+    for (size_t i = 0; i < std::min(kAhead, holds.size()); ++i)
+        __builtin_prefetch(holds[i].shape);
+    for (size_t i = 0; i < holds.size(); ++i) {
+        if (i + 2 * kAhead < holds.size())
+            __builtin_prefetch(holds[i + 2 * kAhead].shape);
+        if (i + kAhead < holds.size())
+            holds[i + kAhead].shape->prefetchFrameStore();
+        ShapeSyncUpdateHold__& hold = holds[i];
         if (hold.computed)
             hold.shape->applyFrame(*hold.frame);
         else
             hold.shape->updateShape(mpp, proj, true);
-        hold.handOver = &releasing;
     }
-    releasing.start();
-    QtConcurrent::blockingMap(holds, releaseShapeFrame);
-    releasing.finish();
 }
 
 void kstVectorEditLayer::showVectorLayer()

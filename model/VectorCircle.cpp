@@ -116,16 +116,20 @@ void VectorCircle::setGeoRings(const QVector<QPolygonF>& rings)
     m_geoData.center = rings.value(1).value(0);
 }
 
-bool VectorCircle::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF&) const
+bool VectorCircle::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
 {
     QVector<QPolygonF> rings;
     geoRings(rings);
     frameExtent(frame, rings, {m_geoData.ring}, scale);
-    const Circle__ pix = pixCircle(frame.plane, scale.mpp);
-    frame.rings = {pix.ring};
-    frame.centre = pix.center;
+    const QPointF lt = frame.plane.ltPlane();
+    frame.rings.resize(1);
+    pixRingInto(frame.rings[0], frame.plane.rings().value(0), lt, scale.mpp);
+    frame.centre = pixOf(frame.plane.rings().value(1).value(0), lt, scale.mpp);
     if (m_selected)
         frame.addVertexPath = QPainterPath();
+    Circle__ pix;
+    pix.ring = frame.rings.at(0);
+    pix.center = frame.centre;
     frame.labels = circleLabels(pix);
     return true;
 }

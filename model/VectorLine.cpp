@@ -91,16 +91,17 @@ void VectorLine::setGeoRings(const QVector<QPolygonF>& rings)
     m_geoData = rings.value(0);
 }
 
-bool VectorLine::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF& itemPos) const
+bool VectorLine::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
 {
     const QVector<QPolygonF> rings{QPolygonF(m_geoData)};
     frameExtent(frame, rings, rings, scale);
-    const QPolygonF pix = pixRing(frame.plane.rings().value(0), frame.plane.ltPlane(), scale.mpp);
-    frame.rings = {pix};
+    frame.rings.resize(1);
+    pixRingInto(frame.rings[0], frame.plane.rings().value(0), frame.plane.ltPlane(), scale.mpp);
+    const QPolygonF& pix = frame.rings.at(0);
     if (m_selected)
         frame.addVertexPath = strokePath(polygonPath(pix), m_addVertexPathWidth);
     frame.labelWindow = scale.labelWindow;
-    frame.labels = lineLabels(pix, frame.brc, itemWindow(frame.labelWindow, settledPos(frame.position, itemPos)));
+    frame.labels = lineLabels(pix, frame.brc, itemWindow(frame.labelWindow, frame.position));
     return true;
 }
 
@@ -137,7 +138,7 @@ void VectorLine::updateLabels()
 {
     m_labels.clear();
     m_labelWindow = currentLabelWindow();
-    m_labels = lineLabels(m_pixData, m_brc, itemWindow(m_labelWindow, pos()));
+    m_labels = lineLabels(m_pixData, m_brc, itemWindow(m_labelWindow, m_layoutPos));
 }
 
 QList<VectorShapeLabel__> VectorLine::lineLabels(const QVector<QPointF>& pix, const QRectF& brc,

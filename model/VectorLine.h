@@ -59,7 +59,7 @@ public:
     QImage icon() override;
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
-    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF& itemPos) const override;
+    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const override;
     bool geoRings(QVector<QPolygonF>& rings) const override;
     void setGeoRings(const QVector<QPolygonF>& rings) override;
 

@@ -174,7 +174,7 @@ Polygon__ VectorPolygon::pixPolygon(const kstPlaneCache& plane, const kstMeterPe
     return pix;
 }
 
-bool VectorPolygon::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF&) const
+bool VectorPolygon::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
 {
     const QVector<QPolygonF> rings = ringList(m_geoData);
     frameExtent(frame, rings, rings, scale);

@@ -116,7 +116,7 @@ void VectorRect::setGeoRings(const QVector<QPolygonF>& rings)
     m_geoData = rings.value(0);
 }
 
-bool VectorRect::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF&) const
+bool VectorRect::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
 {
     frameExtent(frame, {m_geoData}, {corners()}, scale);
     const QPolygonF handles = handlePixels(frame.plane, scale.mpp);

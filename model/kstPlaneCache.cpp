@@ -46,6 +46,7 @@ void kstPlaneCache::fill(const QVector<QPolygonF>& rings, const QPointF& lt, con
                          const kstProjection* proj)
 {
     m_proj = proj;
+    m_extentOfRings = false;
     m_rings = rings;
     m_lt = lt;
     m_rb = rb;
@@ -75,6 +76,7 @@ void kstPlaneCache::swap(kstPlaneCache& other) noexcept
     m_planeRings.swap(other.m_planeRings);
     std::swap(m_ltPlane, other.m_ltPlane);
     std::swap(m_rbPlane, other.m_rbPlane);
+    std::swap(m_extentOfRings, other.m_extentOfRings);
 }
 
 } // namespace Kestrum

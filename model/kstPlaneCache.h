@@ -25,6 +25,9 @@ public:
     void fill(const QVector<QPolygonF>& rings, const QPointF& lt, const QPointF& rb, const kstProjection* proj);
     void clear();
     void swap(kstPlaneCache& other) noexcept;
+    // Marks the corners as the extent of the rings, computed from them.
+    void setExtentOfRings() { m_extentOfRings = true; }
+    bool extentOfRings() const { return m_extentOfRings; }
 
     const QVector<QPolygonF>& rings() const { return m_planeRings; }
     const QPointF& ltPlane() const { return m_ltPlane; }
@@ -38,6 +41,7 @@ private:
     QVector<QPolygonF> m_planeRings;
     QPointF m_ltPlane;
     QPointF m_rbPlane;
+    bool m_extentOfRings = false;
 };
 
 } // namespace Kestrum

@@ -164,7 +164,8 @@ void kstVectorShape::paint(QPainter* painter, const QStyleOptionGraphicsItem*, Q
 
 void kstVectorShape::updatePosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    setPos(getPosition(mpp, proj));
+    m_layoutPos = getPosition(mpp, proj);
+    setPos(m_layoutPos);
 }
 
 QPointF kstVectorShape::getPosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
@@ -217,7 +218,7 @@ void kstVectorShape::updatePathSteps()
 
 // --- Frames --------------------------------------------------------------
 
-bool kstVectorShape::computeFrame(kstShapeFrame&, const kstShapeScale&, const QPointF&) const
+bool kstVectorShape::computeFrame(kstShapeFrame&, const kstShapeScale&) const
 {
     return false;
 }
@@ -245,6 +246,7 @@ void kstVectorShape::applyFrame(kstShapeFrame& frame)
     else
         setPos(frame.position);
     m_brc = frame.brc;
+    m_layoutPos = frame.position;
     storeFramePixels(frame);
     m_plane.swap(frame.plane);
     if (m_selected)
@@ -321,10 +323,17 @@ void kstVectorShape::frameExtent(kstShapeFrame& frame, const QVector<QPolygonF>&
 {
     frame.lt = m_ltGcp;
     frame.rb = m_rbGcp;
-    extentOf(extentRings, frame.lt, frame.rb);
-    frame.plane = planeFor(rings, frame.lt, frame.rb, scale.proj);
+    // The extent of unchanged rings is the one computed from them before.
+    if (m_plane.extentOfRings() && m_plane.matches(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), scale.proj)) {
+        frame.plane = m_plane;
+    } else {
+        extentOf(extentRings, frame.lt, frame.rb);
+        frame.plane = planeFor(rings, frame.lt, frame.rb, scale.proj);
+        frame.plane.setExtentOfRings();
+    }
     frame.brc = brcOf(frame.lt, frame.rb, frame.plane, scale.mpp);
     frame.position = positionOf(frame.plane, scale.mpp, scale.origin);
+    frame.labelWindow = QRectF();
 }
 
 QPointF kstVectorShape::pixOf(const QPointF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp)
@@ -334,18 +343,39 @@ QPointF kstVectorShape::pixOf(const QPointF& plane, const QPointF& ltPlane, cons
 
 QPolygonF kstVectorShape::pixRing(const QPolygonF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp)
 {
-    QPolygonF pix(plane.size());
-    const PCP lt(ltPlane);
-    for (int i = 0; i < plane.size(); ++i)
-        pix[i] = PCP(plane.at(i)).toPix(mpp, lt);
+    QPolygonF pix;
+    pixRingInto(pix, plane, ltPlane, mpp);
     return pix;
 }
 
-QPointF kstVectorShape::settledPos(const QPointF& position, const QPointF& itemPos)
+void kstVectorShape::pixRingInto(QPolygonF& pix, const QPolygonF& plane, const QPointF& ltPlane,
+                                 const kstMeterPerPixle__& mpp)
 {
-    // QGraphicsItem::setPos leaves an item where it is when the new position
-    // compares equal (fuzzily) to the old one.
-    return position == itemPos ? itemPos : position;
+    // Reuses the buffer when it is not shared and large enough.
+    pix.resize(plane.size());
+    QPointF* out = pix.data();
+    const PCP lt(ltPlane);
+    for (int i = 0; i < plane.size(); ++i)
+        out[i] = PCP(plane.at(i)).toPix(mpp, lt);
+}
+
+void kstVectorShape::prefetchFrameStore() const
+{
+    const auto lines = [](const void* object, size_t size) {
+        for (size_t offset = 0; offset < size; offset += 64)
+            __builtin_prefetch(static_cast<const char*>(object) + offset, 1);
+    };
+    lines(this, sizeof(kstVectorShape));
+    lines(d_ptr.data(), 256); // the item's position, flags and scene links
+    if (m_frame)
+        lines(m_frame.get(), sizeof(kstShapeFrame));
+}
+
+kstShapeFrame& kstVectorShape::frameBuffer()
+{
+    if (!m_frame)
+        m_frame.reset(new kstShapeFrame);
+    return *m_frame;
 }
 
 QRectF kstVectorShape::itemWindow(const QRectF& layerWindow, const QPointF& itemPos)

@@ -20,6 +20,8 @@
 #include <QPainterPath>
 #include <QPen>
 
+#include <memory>
+
 #include <ogr_spatialref.h>
 
 class OGRGeometry;
@@ -117,11 +119,16 @@ public:
     // scale would store, touching nothing but reading the shape's own data,
     // so that it may run on any thread while the GUI thread waits; applyFrame
     // then stores the frame in the item on the GUI thread. Together they give
-    // exactly what updateShape(mpp, proj, true) gives. itemPos is the item's
-    // position when the frame is computed. Kinds that cannot compute frames
-    // return false and are updated with updateShape instead.
-    virtual bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale, const QPointF& itemPos) const;
+    // exactly what updateShape(mpp, proj, true) gives. Kinds that cannot
+    // compute frames return false and are updated with updateShape instead.
+    virtual bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const;
     void applyFrame(kstShapeFrame& frame);
+    // The shape's frame to compute into. After applyFrame it holds the
+    // shape's previous data, whose buffers the next frame reuses.
+    kstShapeFrame& frameBuffer();
+    // Asks the processor for the memory applyFrame touches, ahead of the
+    // call: storing thousands of frames is bound by memory latency.
+    void prefetchFrameStore() const;
     // The geographic points as rings, in the kind's own order, and back (the
     // caller runs the update pipeline); false when the kind does not offer them.
     virtual bool geoRings(QVector<QPolygonF>& rings) const;
@@ -268,8 +275,8 @@ protected:
     // Item pixels of plane points relative to the extent's top-left plane point.
     static QPointF pixOf(const QPointF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
     static QPolygonF pixRing(const QPolygonF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
-    // The position setPos would leave the item at when asked to move from itemPos to position.
-    static QPointF settledPos(const QPointF& position, const QPointF& itemPos);
+    static void pixRingInto(QPolygonF& pix, const QPolygonF& plane, const QPointF& ltPlane,
+                            const kstMeterPerPixle__& mpp);
     // A label window in item coordinates of an item at itemPos (null stays null).
     static QRectF itemWindow(const QRectF& layerWindow, const QPointF& itemPos);
     // The label window of the view the shape's edit layer is on.
@@ -295,6 +302,9 @@ protected:
     kstVectorEditLayer* m_parentLayer = nullptr;
     QRectF m_labelWindow;
     kstPlaneCache m_plane;
+    std::unique_ptr<kstShapeFrame> m_frame;
+    // The position the last update computed; labels are laid out from it.
+    QPointF m_layoutPos;
     // The hit-test path is built when first asked for after an update.
     bool m_shapePathStale = false;
 
