@@ -136,6 +136,8 @@ void computeCorrection(ShapeSyncCorrectHold__& hold)
 
 void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction, bool in)
 {
+    if (!correction)
+        return;
     if (shapes.size() < kParallelShapeThreshold) {
         for (kstVectorShape* shape : shapes)
             in ? shape->correctInShape(correction) : shape->correctOutShape(correction);

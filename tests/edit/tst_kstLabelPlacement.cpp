@@ -245,9 +245,12 @@ void tst_kstLabelPlacement::placedLabelsNeverOverlap()
     // Labels of shapes, collects and layers that leave stop blocking others
     // at once, not only at the next placement.
     QCOMPARE(disagreements(scene.layer(), rng), 0);
-    QList<kstVectorShape*> labelledShapes = scene.layer().shapeLabels().keys();
+    const QList<kstVectorShape*> labelledShapes = scene.layer().shapeLabels().keys();
+    QList<kstVectorShape*> removed;
     for (int i = 0; i < labelledShapes.size(); i += 3)
-        scene.layer().removeShape(labelledShapes.at(i));
+        removed << labelledShapes.at(i);
+    for (kstVectorShape* shape : qAsConst(removed))
+        scene.layer().removeShape(shape);
     QCOMPARE(disagreements(scene.layer(), rng), 0);
     kstVectorCollect* collect = labelledShapes.at(1)->shapeCollect();
     scene.layer().removeCollect(collect);
@@ -255,8 +258,7 @@ void tst_kstLabelPlacement::placedLabelsNeverOverlap()
     scene.layer().updateLabels();
     QCOMPARE(disagreements(scene.layer(), rng), 0);
     scene.layer().insertCollect(collect);
-    for (int i = 0; i < labelledShapes.size(); i += 3)
-        scene.layer().insertShape(labelledShapes.at(i), 0);
+    scene.layer().insertShapes(removed);
     scene.layer().updateLabels();
     QCOMPARE(disagreements(scene.layer(), rng), 0);
 

@@ -266,7 +266,8 @@ void tst_kstVectorEditLayer::visibilityAndSelectionStates()
     kstVectorCollect* collect = layer->m_collects.first();
     kstVectorShape* shape = collect->m_shapes.first();
 
-    QCOMPARE(kstVectorEditLayer::collectVisibleState(kstVectorCollect::newCollect()), Qt::Checked);
+    kstVectorCollect empty;
+    QCOMPARE(kstVectorEditLayer::collectVisibleState(&empty), Qt::Checked);
     QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::Checked);
     edit.selectShape(shape);
     edit.setShapeVisible(shape, false);
