@@ -1,6 +1,7 @@
-// Edit layer throughput: recomputing 100 000 shapes of 10 vertices after a
-// level change (thread pool against one thread), and placing labels for
-// 10 000 candidates (grid index against the pairwise test).
+// Edit layer throughput: level changes with 100 000 shapes of 10 vertices
+// (the edit layer on one and on two threads against the shape-by-shape
+// pipeline), and placing labels for 10 000 candidates (grid index against the
+// pairwise test).
 #include "VectorLine.h"
 #include "kstLabelGrid.h"
 #include "kstTileMapView.h"
@@ -12,10 +13,13 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QThread>
+#include <QThreadPool>
 
+#include <algorithm>
 #include <functional>
 
 #include <cstdio>
+#include <ctime>
 
 using namespace Kestrum;
 
@@ -45,11 +49,12 @@ kstVectorLayer* makeLayer()
     return layer;
 }
 
-// Exposes the recomputation that a level change runs.
+// Drives level changes as the view reports them, and the shape-by-shape
+// pipeline the level change replaces.
 class BenchEditLayer : public kstVectorEditLayer
 {
 public:
-    using kstVectorEditLayer::updateShapes;
+    void changeLevel(int level) { mapViewChanged(currentLtPcp(), level); }
 };
 
 double secondsFor(const std::function<void()>& work)
@@ -58,6 +63,51 @@ double secondsFor(const std::function<void()>& work)
     timer.start();
     work();
     return timer.nsecsElapsed() / 1e9;
+}
+
+double cpuSeconds(clockid_t clock)
+{
+    timespec t{};
+    clock_gettime(clock, &t);
+    return t.tv_sec + t.tv_nsec / 1e9;
+}
+
+// Seconds per level change, measured over level changes alternating
+// between 5 and 6: wall time, CPU time of the whole process and of the GUI
+// thread (which waits while the pool works and then stores the results).
+struct LevelChangeTimes
+{
+    double wall = 0;
+    double cpu = 0;
+    double gui = 0;
+
+    // The wall time the same work would take on otherwise idle cores: the
+    // GUI thread's share runs alone, the rest spread over `threads`.
+    double onIdleCores(int threads) const { return gui + (cpu - gui) / threads; }
+};
+
+// With `eventLoop`, the event loop runs between level changes (untimed), as
+// in the application: the scene then indexes the moved items, and the next
+// level change takes them out of its index again.
+LevelChangeTimes levelChanges(BenchEditLayer& edit, int rounds, bool eventLoop = false)
+{
+    LevelChangeTimes times;
+    for (int i = 0; i < rounds; ++i) {
+        if (eventLoop)
+            QCoreApplication::processEvents();
+        const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+        const double gui = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+        times.wall += secondsFor([&] { edit.changeLevel(i % 2 ? 5 : 6); }) / rounds;
+        times.cpu += (cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) / rounds;
+        times.gui += (cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - gui) / rounds;
+    }
+    return times;
+}
+
+// The GUI thread waits while the global pool works with at most this many threads.
+void usePoolThreads(int threads)
+{
+    QThreadPool::globalInstance()->setMaxThreadCount(threads);
 }
 
 void benchShapeUpdates()
@@ -69,23 +119,45 @@ void benchShapeUpdates()
     edit.addToMapView(&view);
     kstVectorLayer* layer = makeLayer();
     edit.insertLayer(layer, 0);
+    QCoreApplication::processEvents();
+    const double vertices = double(kShapes) * kVertices;
+    const auto ns = [vertices](double seconds) { return seconds / vertices * 1e9; };
 
-    // The same work both ways: every shape's pixel data at the current level.
-    const kstMeterPerPixle__ mpp = view.resolution()->mpp(view.level());
-    const double parallel = secondsFor([&] {
-        for (int i = 0; i < 4; ++i)
-            edit.updateShapes();
-    }) / 4;
-    const double sequential = secondsFor([&] {
-        for (int i = 0; i < 4; ++i)
+    // Baseline: the shape-by-shape pipeline on the GUI thread, as used below
+    // 1000 shapes, at alternating levels.
+    kstResulotion* resolution = view.resolution();
+    const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+    const double pipelineWall = secondsFor([&] {
+        for (int i = 0; i < 2; ++i)
             for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-                collect->m_shapes.first()->updateShape(mpp, view.projection(), true);
-    }) / 4;
-    std::printf("updateShapes, %d shapes x %d vertices, per level change:\n", kShapes, kVertices);
-    std::printf("  one thread   %8.1f ms\n  thread pool  %8.1f ms  (%d threads)\n  speed-up     %8.2fx\n",
-                sequential * 1e3, parallel * 1e3, QThread::idealThreadCount(), sequential / parallel);
-    edit.clearLayers();
+                collect->m_shapes.first()->updateShape(resolution->mpp(i % 2 ? 5 : 6), view.projection(), true);
+    }) / 2;
+    const double pipelineCpu = (cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) / 2;
+    edit.changeLevel(6);
+
+    levelChanges(edit, 2); // warms up the pool, the frames and the plane coordinates
+    usePoolThreads(1);
+    const LevelChangeTimes one = levelChanges(edit, 6);
+    usePoolThreads(2);
+    const LevelChangeTimes two = levelChanges(edit, 6);
+    usePoolThreads(QThread::idealThreadCount());
+
+    std::printf("level change, %d shapes x %d vertices (ns per vertex; CPU time, then wall time):\n", kShapes,
+                kVertices);
+    std::printf("  shape pipeline, GUI thread  cpu %6.1f  wall %6.1f  (baseline)\n", ns(pipelineCpu),
+                ns(pipelineWall));
+    std::printf("  edit layer, one thread      cpu %6.1f  wall %6.1f  %5.2fx baseline; GUI thread %4.1f%% of it\n",
+                ns(one.cpu), ns(one.wall), pipelineCpu / one.cpu, 100.0 * one.gui / one.cpu);
+    std::printf("  edit layer, two threads     cpu %6.1f  wall %6.1f\n", ns(two.cpu), ns(two.wall));
+    std::printf("  two threads against one: %.2fx measured, %.2fx on idle cores (GUI share alone, the rest halved)\n",
+                one.wall / two.wall, one.onIdleCores(1) / two.onIdleCores(2));
+    const LevelChangeTimes indexed = levelChanges(edit, 4, true);
+    std::printf("  with the event loop between level changes, whole pool: cpu %6.1f  wall %6.1f  GUI thread %4.1f%%\n",
+                ns(indexed.cpu), ns(indexed.wall), 100.0 * indexed.gui / indexed.cpu);
+    QCoreApplication::processEvents();
     edit.removeFromMapView();
+    edit.removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
 }
 
 void benchLabelIndex()

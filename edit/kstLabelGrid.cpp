@@ -8,8 +8,10 @@ namespace Kestrum {
 void kstLabelGrid::clear()
 {
     m_rects.clear();
+    m_free.clear();
     m_oversized.clear();
     m_cells.clear();
+    m_owned.clear();
 }
 
 bool kstLabelGrid::cellRange(const QRectF& rect, int& x0, int& y0, int& x1, int& y1) const
@@ -27,10 +29,17 @@ bool kstLabelGrid::cellRange(const QRectF& rect, int& x0, int& y0, int& x1, int&
     return (qint64(x1) - x0 + 1) * (qint64(y1) - y0 + 1) <= kMaxCellsPerRect;
 }
 
-void kstLabelGrid::insert(const QRectF& rect)
+void kstLabelGrid::insert(const QRectF& rect, const void* owner)
 {
-    const int index = m_rects.size();
-    m_rects.append(rect);
+    int index;
+    if (m_free.isEmpty()) {
+        index = m_rects.size();
+        m_rects.append({rect, true});
+    } else {
+        index = m_free.takeLast();
+        m_rects[index] = {rect, true};
+    }
+    m_owned[owner].append(index);
     int x0, y0, x1, y1;
     if (!cellRange(rect, x0, y0, x1, y1)) {
         m_oversized.append(index);
@@ -41,16 +50,45 @@ void kstLabelGrid::insert(const QRectF& rect)
             m_cells[key(x, y)].append(index);
 }
 
+void kstLabelGrid::unfile(int index)
+{
+    int x0, y0, x1, y1;
+    if (!cellRange(m_rects.at(index).rect, x0, y0, x1, y1)) {
+        m_oversized.removeOne(index);
+        return;
+    }
+    for (int x = x0; x <= x1; ++x) {
+        for (int y = y0; y <= y1; ++y) {
+            const auto cell = m_cells.find(key(x, y));
+            if (cell == m_cells.end())
+                continue;
+            cell->removeOne(index);
+            if (cell->isEmpty())
+                m_cells.erase(cell);
+        }
+    }
+}
+
+void kstLabelGrid::remove(const void* owner)
+{
+    const QVector<int> indexes = m_owned.take(owner);
+    for (int index : indexes) {
+        unfile(index);
+        m_rects[index].alive = false;
+        m_free.append(index);
+    }
+}
+
 bool kstLabelGrid::intersects(const QRectF& rect) const
 {
     for (int index : m_oversized)
-        if (m_rects.at(index).intersects(rect))
+        if (m_rects.at(index).rect.intersects(rect))
             return true;
     int x0, y0, x1, y1;
     if (!cellRange(rect, x0, y0, x1, y1)) {
         // An oversized query is answered pairwise.
-        for (const QRectF& placed : m_rects)
-            if (placed.intersects(rect))
+        for (const Entry& placed : m_rects)
+            if (placed.alive && placed.rect.intersects(rect))
                 return true;
         return false;
     }
@@ -60,7 +98,7 @@ bool kstLabelGrid::intersects(const QRectF& rect) const
             if (cell == m_cells.constEnd())
                 continue;
             for (int index : *cell)
-                if (m_rects.at(index).intersects(rect))
+                if (m_rects.at(index).rect.intersects(rect))
                     return true;
         }
     }

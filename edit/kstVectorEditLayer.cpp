@@ -20,7 +20,10 @@
 #include <QTransform>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <memory>
+#include <vector>
 #include <QGraphicsScene>
 #include <QtConcurrent>
 
@@ -53,65 +56,107 @@ QRectF spaced(const QRectF& rect)
 // From this many shapes on, pixel data are recomputed on the thread pool.
 constexpr int kParallelShapeThreshold = 1000;
 
+// A scene looks for an item it has not indexed yet among all such items, so
+// taking thousands of freshly moved items out of it costs the square of
+// their number. Any query of the scene indexes them first.
+void indexScene(QGraphicsScene* scene, int items)
+{
+    if (scene && items >= kParallelShapeThreshold)
+        scene->items(QRectF(0, 0, 1, 1));
+}
+
+// The pool threads and the GUI thread hand data over through Qt's thread
+// pool, whose locks a race detector does not see; this pair of atomics makes
+// the hand-over explicit: everything written before start() is seen by the
+// steps, everything a step writes is seen after finish().
+class PoolHandOver
+{
+public:
+    void start() { m_started.store(true, std::memory_order_release); }
+    void stepBegins() const { m_started.load(std::memory_order_acquire); }
+    void stepEnds() { m_steps.fetch_add(1, std::memory_order_acq_rel); }
+    int finish() const { return m_steps.load(std::memory_order_acquire); }
+
+private:
+    std::atomic<bool> m_started{false};
+    std::atomic<int> m_steps{0};
+};
+
 struct ShapeSyncUpdateHold__
 {
     kstVectorShape* shape;
     kstProjection* projection;
     kstMeterPerPixle__ mpp;
+    // Read on the GUI thread before the pool starts.
+    const kstShapeScale* scale;
+    PoolHandOver* handOver;
+    // The shape's own frame, filled by the pool and stored by the GUI thread.
+    kstShapeFrame* frame;
+    bool computed;
 };
 
 struct ShapeSyncCorrectHold__
 {
     kstVectorShape* shape;
     kstCorrection* correction;
+    bool in;
+    PoolHandOver* handOver;
+    QVector<QPolygonF> rings; // the corrected geographic points
+    bool computed;
 };
 
-// One shape's pixel data on a pool thread; the position is set afterwards on
-// the GUI thread, since setPos touches the scene.
-QPointF syncShape(const ShapeSyncUpdateHold__& hold)
+// One shape's frame on a pool thread: pure data, nothing of the item or the
+// scene is touched.
+void computeShapeFrame(ShapeSyncUpdateHold__& hold)
 {
-    kstVectorShape* shape = hold.shape;
-    shape->updateBoundingRect(hold.mpp, hold.projection);
-    shape->updatePixsData(hold.mpp, hold.projection);
-    if (shape->isShapeSelected())
-        shape->updateAddVertexPath();
-    shape->updateShapePath();
-    shape->updateLabels();
-    return shape->getPosition(hold.mpp, hold.projection);
+    hold.handOver->stepBegins();
+    hold.frame = &hold.shape->frameBuffer();
+    hold.computed = hold.shape->computeFrame(*hold.frame, *hold.scale);
+    hold.handOver->stepEnds();
 }
 
-void appendPosition(QList<QPointF>& positions, const QPointF& position)
+QPointF correctedPoint(const QPointF& p, kstCorrection* correction, bool in)
 {
-    positions.append(position);
+    const GCP gcp(p.x(), p.y());
+    return kstVectorShape::gcp2pt(in ? correction->correctIn(gcp) : correction->correctOut(gcp));
 }
 
-int correctIn(const ShapeSyncCorrectHold__& hold)
+// One shape's corrected points on a pool thread; they are stored on the GUI thread.
+void computeCorrection(ShapeSyncCorrectHold__& hold)
 {
-    hold.shape->correctInShape(hold.correction);
-    return 0;
+    hold.handOver->stepBegins();
+    hold.computed = hold.shape->geoRings(hold.rings);
+    if (hold.computed) {
+        for (QPolygonF& ring : hold.rings)
+            for (QPointF& p : ring)
+                p = correctedPoint(p, hold.correction, hold.in);
+    }
+    hold.handOver->stepEnds();
 }
 
-int correctOut(const ShapeSyncCorrectHold__& hold)
+void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction, bool in)
 {
-    hold.shape->correctOutShape(hold.correction);
-    return 0;
-}
-
-void discard(int&, int) {}
-
-void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction,
-                   int (*step)(const ShapeSyncCorrectHold__&))
-{
-    QList<ShapeSyncCorrectHold__> holds;
-    holds.reserve(shapes.size());
-    for (kstVectorShape* shape : shapes)
-        holds.append({shape, correction});
-    if (holds.size() < kParallelShapeThreshold) {
-        for (const ShapeSyncCorrectHold__& hold : qAsConst(holds))
-            step(hold);
+    if (!correction)
+        return;
+    if (shapes.size() < kParallelShapeThreshold) {
+        for (kstVectorShape* shape : shapes)
+            in ? shape->correctInShape(correction) : shape->correctOutShape(correction);
         return;
     }
-    QtConcurrent::blockingMappedReduced<int>(holds, step, discard, QtConcurrent::OrderedReduce);
+    PoolHandOver handOver;
+    std::vector<ShapeSyncCorrectHold__> holds;
+    holds.reserve(shapes.size());
+    for (kstVectorShape* shape : shapes)
+        holds.push_back({shape, correction, in, &handOver, {}, false});
+    handOver.start();
+    QtConcurrent::blockingMap(holds, computeCorrection);
+    handOver.finish();
+    for (ShapeSyncCorrectHold__& hold : holds) {
+        if (hold.computed)
+            hold.shape->setGeoRings(hold.rings);
+        else
+            in ? hold.shape->correctInShape(correction) : hold.shape->correctOutShape(correction);
+    }
 }
 
 } // namespace
@@ -141,6 +186,9 @@ kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
 kstVectorEditLayer::~kstVectorEditLayer()
 {
     clearShapeLabels();
+    // The layers are the host's: their shapes must not die with this item.
+    for (kstVectorLayer* layer : qAsConst(m_layers))
+        detachShapes(layerShapes(layer));
 }
 
 void kstVectorEditLayer::setLayerAction(Action action)
@@ -199,9 +247,7 @@ void kstVectorEditLayer::removeLayer(kstVectorLayer* layer)
 {
     if (!m_layers.contains(layer))
         return;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-        for (kstVectorShape* shape : qAsConst(collect->m_shapes))
-            detachShape(shape);
+    detachShapes(layerShapes(layer));
     m_layers.removeAll(layer);
     emit layerRemoved(layer);
 }
@@ -230,6 +276,27 @@ void kstVectorEditLayer::detachShape(kstVectorShape* shape)
     dropShapeLabels(shape);
     if (shape->scene())
         shape->scene()->removeItem(shape);
+    // Off the scene too (the edit layer may have left it already), the shape
+    // must stop being a child item: it would otherwise die with this item.
+    if (shape->parentLayer() == this || shape->parentItem() == this)
+        shape->setParentLayer(nullptr);
+}
+
+void kstVectorEditLayer::detachShapes(const QList<kstVectorShape*>& shapes)
+{
+    // In the order they were attached: the parent's child list finds each
+    // one at its front.
+    indexScene(scene(), shapes.size());
+    for (kstVectorShape* shape : shapes)
+        detachShape(shape);
+}
+
+QList<kstVectorShape*> kstVectorEditLayer::layerShapes(const kstVectorLayer* layer)
+{
+    QList<kstVectorShape*> shapes;
+    for (kstVectorCollect* collect : layer->m_collects)
+        shapes += collect->m_shapes;
+    return shapes;
 }
 
 void kstVectorEditLayer::insertCollect(kstVectorCollect* collect)
@@ -250,8 +317,7 @@ void kstVectorEditLayer::removeCollect(kstVectorCollect* collect)
 {
     if (!collect)
         return;
-    for (kstVectorShape* shape : qAsConst(collect->m_shapes))
-        detachShape(shape);
+    detachShapes(collect->m_shapes);
     if (collect->m_layer)
         collect->m_layer->m_collects.remove(collect->m_fid);
     emit collectRemoved(collect);
@@ -606,10 +672,8 @@ void kstVectorEditLayer::resetZLevel()
 QList<kstVectorShape*> kstVectorEditLayer::allShapes() const
 {
     QList<kstVectorShape*> shapes;
-    for (kstVectorLayer* layer : m_layers) {
-        for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-            shapes += collect->m_shapes;
-    }
+    for (kstVectorLayer* layer : m_layers)
+        shapes += layerShapes(layer);
     return shapes;
 }
 
@@ -644,6 +708,7 @@ void kstVectorEditLayer::removeFromMapView()
 {
     if (kstTileMapView* view = mapView())
         disconnect(view, nullptr, this, nullptr);
+    indexScene(scene(), childItems().size());
     kstElement::removeFromMapView();
 }
 
@@ -686,6 +751,9 @@ void kstVectorEditLayer::onConfigChanged(kstProjection*, kstResulotion*, kstCorr
     }
     if (!isVisible() || !viewReady())
         return;
+    // A projection may have changed in place: nothing projected before counts.
+    for (kstVectorShape* shape : allShapes())
+        shape->dropPlaneCache();
     updateShapes();
     setLayerBoundingRect();
     setLayerPosition();
@@ -729,18 +797,39 @@ void kstVectorEditLayer::updateShapes()
 {
     kstProjection* proj = mapView()->projection();
     const kstMeterPerPixle__ mpp = mapView()->resolution()->mpp(m_level);
-    QList<ShapeSyncUpdateHold__> holds;
-    for (kstVectorShape* shape : allShapes())
-        holds.append({shape, proj, mpp});
-    if (holds.size() < kParallelShapeThreshold) {
-        for (const ShapeSyncUpdateHold__& hold : qAsConst(holds))
-            hold.shape->updateShape(hold.mpp, hold.projection, true);
+    const QList<kstVectorShape*> shapes = allShapes();
+    if (shapes.size() < kParallelShapeThreshold) {
+        for (kstVectorShape* shape : shapes)
+            shape->updateShape(mpp, proj, true);
         return;
     }
-    const QList<QPointF> positions = QtConcurrent::blockingMappedReduced<QList<QPointF>>(
-        holds, syncShape, appendPosition, QtConcurrent::OrderedReduce);
-    for (int i = 0; i < holds.size(); ++i)
-        holds.at(i).shape->setPos(positions.at(i));
+    // The pool computes each shape's frame; only the GUI thread touches the
+    // items and the scene, storing the frames in shape order.
+    const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
+    PoolHandOver handOver;
+    std::vector<ShapeSyncUpdateHold__> holds;
+    holds.reserve(shapes.size());
+    for (kstVectorShape* shape : shapes)
+        holds.push_back({shape, proj, mpp, &scale, &handOver, nullptr, false});
+    handOver.start();
+    QtConcurrent::blockingMap(holds, computeShapeFrame);
+    handOver.finish();
+    // Storing touches every item once; the memory of the items a few ahead is
+    // fetched while one is stored.
+    constexpr size_t kAhead = 8;
+    for (size_t i = 0; i < std::min(kAhead, holds.size()); ++i)
+        __builtin_prefetch(holds[i].shape);
+    for (size_t i = 0; i < holds.size(); ++i) {
+        if (i + 2 * kAhead < holds.size())
+            __builtin_prefetch(holds[i + 2 * kAhead].shape);
+        if (i + kAhead < holds.size())
+            holds[i + kAhead].shape->prefetchFrameStore();
+        ShapeSyncUpdateHold__& hold = holds[i];
+        if (hold.computed)
+            hold.shape->applyFrame(*hold.frame);
+        else
+            hold.shape->updateShape(mpp, proj, true);
+    }
 }
 
 void kstVectorEditLayer::showVectorLayer()
@@ -763,13 +852,13 @@ void kstVectorEditLayer::hideVectorLayer()
 void kstVectorEditLayer::correctInShapes()
 {
     if (viewReady())
-        correctShapes(allShapes(), mapView()->correction(), correctIn);
+        correctShapes(allShapes(), mapView()->correction(), true);
 }
 
 void kstVectorEditLayer::correctOutShapes()
 {
     if (viewReady())
-        correctShapes(allShapes(), mapView()->correction(), correctOut);
+        correctShapes(allShapes(), mapView()->correction(), false);
 }
 
 // --- Labels --------------------------------------------------------------
@@ -785,6 +874,7 @@ void kstVectorEditLayer::clearShapeLabels()
 void kstVectorEditLayer::dropShapeLabels(kstVectorShape* shape)
 {
     qDeleteAll(m_shapeLabels.take(shape));
+    m_labelGrid.remove(shape);
 }
 
 bool kstVectorEditLayer::isIntersectsWithCurrentLabels(const QRectF& rect) const
@@ -808,6 +898,10 @@ void kstVectorEditLayer::setLayerLabels()
         const kstVectorCollect* collect = shape->shapeCollect();
         if (!collect || collect->m_text.isEmpty() || !collect->m_layer || !collect->m_layer->m_showLabels)
             continue;
+        // Shapes with many labels offer only those near the view they were
+        // computed for; after a long pan they offer those of the new view.
+        if (!shape->labelWindow().isNull() && !shape->labelWindow().contains(visible))
+            shape->updateLabels();
         const QList<VectorShapeLabel__*> labels = placeLabels(shape, visible);
         if (!labels.isEmpty())
             m_shapeLabels.insert(shape, labels);
@@ -824,7 +918,7 @@ QList<VectorShapeLabel__*> kstVectorEditLayer::placeLabels(kstVectorShape* shape
             continue;
         accepted.append(new VectorShapeLabel__{candidate.text, candidate.angle, r});
         // Rotated labels block others with their unrotated rectangle.
-        m_labelGrid.insert(spaced(r));
+        m_labelGrid.insert(spaced(r), shape);
         if (shape->shapeType() == kstVectorShape::Type_Point)
             break; // one label per point, at its first free position
     }

@@ -304,6 +304,8 @@ private:
     void insertLayer(kstVectorLayer* layer, int index, bool shapesHavePixels);
     void attachShape(kstVectorShape* shape);
     void detachShape(kstVectorShape* shape);
+    void detachShapes(const QList<kstVectorShape*>& shapes);
+    static QList<kstVectorShape*> layerShapes(const kstVectorLayer* layer);
     void takeShapeFromCollect(kstVectorShape* shape);
     void updateShapeNow(kstVectorShape* shape);
     QList<kstVectorShape*> allShapes() const;

@@ -92,10 +92,53 @@ void VectorCircle::updateBoundingRect(const kstMeterPerPixle__& mpp, kstProjecti
 
 void VectorCircle::updatePixsData(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    m_pixData.ring.resize(m_geoData.ring.size());
-    for (int i = 0; i < m_geoData.ring.size(); ++i)
-        m_pixData.ring[i] = itemPix(m_geoData.ring.at(i), mpp, proj);
-    m_pixData.center = itemPix(m_geoData.center, mpp, proj);
+    m_pixData = pixCircle(currentPlane(proj), mpp);
+}
+
+Circle__ VectorCircle::pixCircle(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp)
+{
+    const QPointF lt = plane.ltPlane();
+    Circle__ pix;
+    pix.ring = pixRing(plane.rings().value(0), lt, mpp);
+    pix.center = pixOf(plane.rings().value(1).value(0), lt, mpp);
+    return pix;
+}
+
+bool VectorCircle::geoRings(QVector<QPolygonF>& rings) const
+{
+    rings = {m_geoData.ring, QPolygonF(QVector<QPointF>{m_geoData.center})};
+    return true;
+}
+
+void VectorCircle::setGeoRings(const QVector<QPolygonF>& rings)
+{
+    m_geoData.ring = rings.value(0);
+    m_geoData.center = rings.value(1).value(0);
+}
+
+bool VectorCircle::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
+{
+    QVector<QPolygonF> rings;
+    geoRings(rings);
+    frameExtent(frame, rings, {m_geoData.ring}, scale);
+    const QPointF lt = frame.plane.ltPlane();
+    frame.rings.resize(1);
+    pixRingInto(frame.rings[0], frame.plane.rings().value(0), lt, scale.mpp);
+    frame.centre = pixOf(frame.plane.rings().value(1).value(0), lt, scale.mpp);
+    if (m_selected)
+        frame.addVertexPath = QPainterPath();
+    Circle__ pix;
+    pix.ring = frame.rings.at(0);
+    pix.center = frame.centre;
+    frame.labels = circleLabels(pix);
+    return true;
+}
+
+void VectorCircle::storeFramePixels(kstShapeFrame& frame)
+{
+    if (!frame.rings.isEmpty())
+        m_pixData.ring.swap(frame.rings.first());
+    m_pixData.center = frame.centre;
 }
 
 void VectorCircle::updateShapePath()
@@ -114,14 +157,19 @@ void VectorCircle::updateAddVertexPath()
 
 void VectorCircle::updateLabels()
 {
+    m_labels = circleLabels(m_pixData);
+}
+
+QList<VectorShapeLabel__> VectorCircle::circleLabels(const Circle__& pix) const
+{
     QString text;
     QSizeF size;
     // A ring still being laid out has no meaningful centre yet.
-    if (!labelText(text, size) || m_ringSize == 0 || m_pixData.ring.size() != m_ringSize)
-        return;
+    if (!labelSpec(text, size) || m_ringSize == 0 || pix.ring.size() != m_ringSize)
+        return {};
     QRectF rect(QPointF(), size);
-    rect.moveCenter(m_pixData.center);
-    m_labels.append({text, 0.0, rect});
+    rect.moveCenter(pix.center);
+    return {{text, 0.0, rect}};
 }
 
 // --- Painting ------------------------------------------------------------

@@ -73,11 +73,21 @@ public:
     QImage icon() override;
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
+    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const override;
+    // The ring, then the centre as a ring of its own.
+    bool geoRings(QVector<QPolygonF>& rings) const override;
+    void setGeoRings(const QVector<QPolygonF>& rings) override;
 
+protected:
+    void storeFramePixels(kstShapeFrame& frame) override;
+
+public:
     // "1.500km" above 1000 m, "1000.00m" up to it.
     static QString radiusText(double metres);
 
 private:
+    static Circle__ pixCircle(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp);
+    QList<VectorShapeLabel__> circleLabels(const Circle__& pix) const;
     static constexpr int kHandleCount = 4;
 
     // Pixel ring index of handle 1 to 4, or -1 while the ring is empty.

@@ -26,6 +26,13 @@ QPainterPath segmentPath(const QPointF& from, const QPointF& to)
     return path;
 }
 
+QPainterPath polygonPath(const QPolygonF& points)
+{
+    QPainterPath path;
+    path.addPolygon(points);
+    return path;
+}
+
 } // namespace
 
 VectorLine::VectorLine(const QVector<QPointF>& geo, kstVectorEditLayer* layer)
@@ -69,9 +76,39 @@ void VectorLine::updateBoundingRect(const kstMeterPerPixle__& mpp, kstProjection
 
 void VectorLine::updatePixsData(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    m_pixData.resize(m_geoData.size());
-    for (int i = 0; i < m_geoData.size(); ++i)
-        m_pixData[i] = itemPix(m_geoData.at(i), mpp, proj);
+    const kstPlaneCache& plane = currentPlane(proj);
+    m_pixData = pixRing(plane.rings().value(0), plane.ltPlane(), mpp);
+}
+
+bool VectorLine::geoRings(QVector<QPolygonF>& rings) const
+{
+    rings = {QPolygonF(m_geoData)};
+    return true;
+}
+
+void VectorLine::setGeoRings(const QVector<QPolygonF>& rings)
+{
+    m_geoData = rings.value(0);
+}
+
+bool VectorLine::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
+{
+    const QVector<QPolygonF> rings{QPolygonF(m_geoData)};
+    frameExtent(frame, rings, rings, scale);
+    frame.rings.resize(1);
+    pixRingInto(frame.rings[0], frame.plane.rings().value(0), frame.plane.ltPlane(), scale.mpp);
+    const QPolygonF& pix = frame.rings.at(0);
+    if (m_selected)
+        frame.addVertexPath = strokePath(polygonPath(pix), m_addVertexPathWidth);
+    frame.labelWindow = scale.labelWindow;
+    frame.labels = lineLabels(pix, frame.brc, itemWindow(frame.labelWindow, frame.position));
+    return true;
+}
+
+void VectorLine::storeFramePixels(kstShapeFrame& frame)
+{
+    if (!frame.rings.isEmpty())
+        m_pixData.swap(frame.rings.first());
 }
 
 void VectorLine::updateShapePath()
@@ -94,45 +131,108 @@ void VectorLine::updateShapePath()
 
 void VectorLine::updateAddVertexPath()
 {
-    QPainterPath path;
-    path.addPolygon(QPolygonF(m_pixData));
-    m_addVertexPath = strokePath(path, m_addVertexPathWidth);
+    m_addVertexPath = strokePath(polygonPath(QPolygonF(m_pixData)), m_addVertexPathWidth);
 }
 
 void VectorLine::updateLabels()
 {
+    m_labels.clear();
+    m_labelWindow = currentLabelWindow();
+    m_labels = lineLabels(m_pixData, m_brc, itemWindow(m_labelWindow, m_layoutPos));
+}
+
+QList<VectorShapeLabel__> VectorLine::lineLabels(const QVector<QPointF>& pix, const QRectF& brc,
+                                                 const QRectF& window) const
+{
     QString text;
     QSizeF size;
-    if (!labelText(text, size) || m_pixData.size() < 2)
-        return;
+    if (!labelSpec(text, size) || pix.size() < 2)
+        return {};
     // A label needs a segment half as long again as its text.
     const double minLength = size.width() * 1.5;
-    if (minLength > std::max(m_brc.width(), m_brc.height()))
-        return;
-    for (int i = 1; i < m_pixData.size(); ++i) {
-        const QLineF segment(m_pixData.at(i - 1), m_pixData.at(i));
-        if (segment.length() < minLength)
+    if (minLength > std::max(brc.width(), brc.height()))
+        return {};
+    // Anchors whose label could reach into the window.
+    const double reach = size.width() + size.height();
+    const QRectF near = window.isNull() ? QRectF() : window.adjusted(-reach, -reach, reach, reach);
+    QList<VectorShapeLabel__> labels;
+    int budget = kMaxLabelAnchors;
+    for (int i = 1; i < pix.size() && budget > 0; ++i) {
+        const QLineF segment(pix.at(i - 1), pix.at(i));
+        const double length = segment.length();
+        if (!std::isfinite(length) || length < minLength)
             continue;
         const double dx = segment.dx();
         const double dy = segment.dy();
         const double angle = dx != 0.0 ? std::atan(dy / dx) : (dy > 0.0 ? -kHalfPi : kHalfPi);
-        for (const QPointF& anchor : extractLineAnchorsPoints(segment, kLabelAnchorMinLength)) {
+        for (const QPointF& anchor : extractLineAnchorsPoints(segment, kLabelAnchorMinLength, near, budget)) {
             QRectF rect(QPointF(), size);
             rect.moveCenter(anchor);
-            m_labels.append({text, angle, rect});
+            labels.append({text, angle, rect});
         }
     }
+    return labels;
 }
 
-QList<QPointF> VectorLine::extractLineAnchorsPoints(const QLineF& line, int minLength)
+namespace {
+
+// The part [t0, t1] of the segment p + t·d, 0 <= t <= 1, that lies in the
+// rectangle (Liang-Barsky); false when none does.
+bool clipSegment(const QPointF& p, const QPointF& d, const QRectF& rect, double& t0, double& t1)
 {
-    const QPointF centre = line.center();
+    const double q[4][2] = {{-d.x(), p.x() - rect.left()}, {d.x(), rect.right() - p.x()},
+                            {-d.y(), p.y() - rect.top()}, {d.y(), rect.bottom() - p.y()}};
+    for (const auto& edge : q) {
+        if (edge[0] == 0.0) {
+            if (edge[1] < 0.0)
+                return false;
+            continue;
+        }
+        const double t = edge[1] / edge[0];
+        if (edge[0] < 0.0)
+            t0 = std::max(t0, t);
+        else
+            t1 = std::min(t1, t);
+    }
+    return t0 <= t1;
+}
+
+} // namespace
+
+QList<QPointF> VectorLine::extractLineAnchorsPoints(const QLineF& line, int minLength, const QRectF& window,
+                                                    int& budget)
+{
     const double length = line.length();
-    // A non-finite length (a point off the projection) cannot be split further.
-    if (!(length > 2.0 * minLength) || !std::isfinite(length))
-        return {centre};
-    return extractLineAnchorsPoints(QLineF(line.p1(), centre), minLength)
-        + extractLineAnchorsPoints(QLineF(centre, line.p2()), minLength);
+    const double piece = 2.0 * minLength;
+    if (!std::isfinite(length) || budget <= 0)
+        return {};
+    double t0 = 0.0, t1 = 1.0;
+    const QPointF d = line.p2() - line.p1();
+    if (!window.isNull() && !clipSegment(line.p1(), d, window, t0, t1))
+        return {};
+    // The segment falls into 2^k equal pieces of at most `piece` pixels whose
+    // midpoints are the anchors; only those between t0 and t1 are produced.
+    int k = 0;
+    if (length > piece) {
+        k = std::max(1, int(std::ceil(std::log2(length / piece))));
+        while (std::ldexp(length, -k) > piece)
+            ++k;
+        while (k > 1 && !(std::ldexp(length, -(k - 1)) > piece))
+            --k;
+    }
+    if (k == 0) {
+        if (t0 > 0.5 || t1 < 0.5)
+            return {};
+        --budget;
+        return {line.center()};
+    }
+    const double pieces = std::ldexp(1.0, k);
+    const double first = std::max(0.0, std::ceil(t0 * pieces - 0.5));
+    const double last = std::min(pieces - 1.0, std::floor(t1 * pieces - 0.5));
+    QList<QPointF> anchors;
+    for (int i = 0; budget > 0 && first + i <= last; ++i, --budget)
+        anchors.append(line.p1() + d * ((first + i + 0.5) / pieces));
+    return anchors;
 }
 
 // --- Painting ------------------------------------------------------------

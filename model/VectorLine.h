@@ -59,11 +59,24 @@ public:
     QImage icon() override;
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
+    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const override;
+    bool geoRings(QVector<QPolygonF>& rings) const override;
+    void setGeoRings(const QVector<QPolygonF>& rings) override;
+
+    // Most label anchors one line offers, however long it is.
+    static constexpr int kMaxLabelAnchors = 256;
+
+protected:
+    void storeFramePixels(kstShapeFrame& frame) override;
 
 private:
     // Label anchors along a segment: its midpoint, or the midpoints of its
-    // halves, quarters ... until no piece is longer than 2 * minLength.
-    QList<QPointF> extractLineAnchorsPoints(const QLineF& line, int minLength);
+    // halves, quarters ... until no piece is longer than 2 * minLength; only
+    // those near the window (item pixels, null for no bound), at most budget
+    // of them, which is reduced by the number returned.
+    static QList<QPointF> extractLineAnchorsPoints(const QLineF& line, int minLength, const QRectF& window,
+                                                   int& budget);
+    QList<VectorShapeLabel__> lineLabels(const QVector<QPointF>& pix, const QRectF& brc, const QRectF& window) const;
     bool validIndex(int index) const { return index >= 0 && index < m_geoData.size(); }
 
     QVector<QPointF> m_geoData;

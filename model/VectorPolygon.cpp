@@ -149,13 +149,47 @@ void VectorPolygon::correctOutShape(kstCorrection* correction)
 
 bool VectorPolygon::updateExtent()
 {
-    // Without holes the outer ring is all there is to look at.
-    if (m_geoData.inner.isEmpty())
-        return updateExtentFrom(m_geoData.outer);
-    QVector<QPointF> points;
-    for (const QPolygonF& ring : ringList(m_geoData))
-        points += ring;
-    return updateExtentFrom(points);
+    return extentOf(ringList(m_geoData), m_ltGcp, m_rbGcp);
+}
+
+bool VectorPolygon::geoRings(QVector<QPolygonF>& rings) const
+{
+    rings = ringList(m_geoData);
+    return true;
+}
+
+void VectorPolygon::setGeoRings(const QVector<QPolygonF>& rings)
+{
+    m_geoData.outer = rings.value(0);
+    m_geoData.inner = rings.mid(1);
+}
+
+Polygon__ VectorPolygon::pixPolygon(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp)
+{
+    const QPointF lt = plane.ltPlane();
+    Polygon__ pix;
+    pix.outer = pixRing(plane.rings().value(0), lt, mpp);
+    for (int i = 1; i < plane.rings().size(); ++i)
+        pix.inner.append(pixRing(plane.rings().at(i), lt, mpp));
+    return pix;
+}
+
+bool VectorPolygon::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
+{
+    const QVector<QPolygonF> rings = ringList(m_geoData);
+    frameExtent(frame, rings, rings, scale);
+    const Polygon__ pix = pixPolygon(frame.plane, scale.mpp);
+    frame.rings = ringList(pix);
+    if (m_selected)
+        frame.addVertexPath = addVertexBand(pix);
+    frame.labels = polygonLabels(pix.outer);
+    return true;
+}
+
+void VectorPolygon::storeFramePixels(kstShapeFrame& frame)
+{
+    m_pixData.outer = frame.rings.value(0);
+    m_pixData.inner = frame.rings.mid(1);
 }
 
 void VectorPolygon::updateBoundingRect(const kstMeterPerPixle__& mpp, kstProjection* proj)
@@ -165,33 +199,27 @@ void VectorPolygon::updateBoundingRect(const kstMeterPerPixle__& mpp, kstProject
 
 void VectorPolygon::updatePixsData(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    const auto pixRing = [&](const QPolygonF& ring) {
-        QPolygonF pix;
-        pix.reserve(ring.size());
-        for (const QPointF& point : ring)
-            pix.append(itemPix(point, mpp, proj));
-        return pix;
-    };
-    m_pixData.outer = pixRing(m_geoData.outer);
-    m_pixData.inner.clear();
-    for (const QPolygonF& ring : qAsConst(m_geoData.inner))
-        m_pixData.inner.append(pixRing(ring));
+    m_pixData = pixPolygon(currentPlane(proj), mpp);
 }
 
 void VectorPolygon::updateLabels()
 {
+    m_labels = polygonLabels(m_pixData.outer);
+}
+
+QList<VectorShapeLabel__> VectorPolygon::polygonLabels(const QPolygonF& outer) const
+{
     QString text;
     QSizeF size;
-    const QPolygonF& outer = m_pixData.outer;
-    if (!labelText(text, size) || outer.size() < 3)
-        return;
+    if (!labelSpec(text, size) || outer.size() < 3)
+        return {};
     // The mean of the outer ring's points; holes do not move the label.
     QPointF sum;
     for (const QPointF& point : outer)
         sum += point;
     QRectF rect(QPointF(), size);
     rect.moveCenter(sum / outer.size());
-    m_labels.append(VectorShapeLabel__{text, 0.0, rect});
+    return {VectorShapeLabel__{text, 0.0, rect}};
 }
 
 void VectorPolygon::updateShapePath()
@@ -206,10 +234,15 @@ void VectorPolygon::updateShapePath()
 
 void VectorPolygon::updateAddVertexPath()
 {
-    QPainterPath band = ringOutline(m_pixData.outer);
-    for (const QPolygonF& ring : qAsConst(m_pixData.inner))
+    m_addVertexPath = addVertexBand(m_pixData);
+}
+
+QPainterPath VectorPolygon::addVertexBand(const Polygon__& pix)
+{
+    QPainterPath band = ringOutline(pix.outer);
+    for (const QPolygonF& ring : pix.inner)
         band.connectPath(ringOutline(ring));
-    m_addVertexPath = strokePath(band, m_addVertexPathWidth);
+    return strokePath(band, m_addVertexPathWidth);
 }
 
 // --- Painting ------------------------------------------------------------

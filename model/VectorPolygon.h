@@ -66,11 +66,21 @@ public:
     QImage icon() override;
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
+    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const override;
+    bool geoRings(QVector<QPolygonF>& rings) const override;
+    void setGeoRings(const QVector<QPolygonF>& rings) override;
+
+protected:
+    void storeFramePixels(kstShapeFrame& frame) override;
 
     // The polygon in the exchange frame (WGS84), by value.
     OGRPolygon toOGR();
 
 private:
+    // Pixel rings from plane rings (outer first) and the label on them.
+    static Polygon__ pixPolygon(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp);
+    static QPainterPath addVertexBand(const Polygon__& pix);
+    QList<VectorShapeLabel__> polygonLabels(const QPolygonF& outer) const;
     // Ring and local index of a vertex index; false when it lies in no ring.
     bool polygonIndex2RingIndex_HoverVertex(Polygon__* polygon, int index, QPolygonF*& ring, int& ringIndex);
     // Ring and local insertion position (1 to ring size) of an insertion index.

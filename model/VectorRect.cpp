@@ -49,7 +49,12 @@ void VectorRect::setStyleDirect(const QPen& pen, const QBrush& brush)
 
 QRectF VectorRect::pixRect() const
 {
-    return hasHandles() ? QRectF(m_pixData.at(0), m_pixData.at(2)) : QRectF();
+    return pixRectOf(m_pixData);
+}
+
+QRectF VectorRect::pixRectOf(const QPolygonF& handles)
+{
+    return handles.size() == kHandleCount ? QRectF(handles.at(0), handles.at(2)) : QRectF();
 }
 
 QPointF VectorRect::midPoint(const QPointF& a, const QPointF& b)
@@ -83,16 +88,49 @@ void VectorRect::updateBoundingRect(const kstMeterPerPixle__& mpp, kstProjection
 
 void VectorRect::updatePixsData(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
+    m_pixData = handlePixels(currentPlane(proj), mpp);
+}
+
+QPolygonF VectorRect::handlePixels(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp)
+{
     // Without its four corners there is nothing to lay handles out on.
-    if (m_geoData.size() < kCornerCount) {
-        m_pixData.clear();
-        return;
-    }
-    m_pixData.resize(kHandleCount);
+    const QPolygonF corners = plane.rings().value(0);
+    if (corners.size() < kCornerCount)
+        return QPolygonF();
+    QPolygonF handles(kHandleCount);
     for (int i = 0; i < kCornerCount; ++i)
-        m_pixData[i] = itemPix(m_geoData.at(i), mpp, proj);
+        handles[i] = pixOf(corners.at(i), plane.ltPlane(), mpp);
     for (int i = 0; i < kCornerCount; ++i)
-        m_pixData[kCornerCount + i] = midPoint(m_pixData.at(i), m_pixData.at((i + 1) % kCornerCount));
+        handles[kCornerCount + i] = midPoint(handles.at(i), handles.at((i + 1) % kCornerCount));
+    return handles;
+}
+
+bool VectorRect::geoRings(QVector<QPolygonF>& rings) const
+{
+    rings = {m_geoData};
+    return true;
+}
+
+void VectorRect::setGeoRings(const QVector<QPolygonF>& rings)
+{
+    m_geoData = rings.value(0);
+}
+
+bool VectorRect::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
+{
+    frameExtent(frame, {m_geoData}, {corners()}, scale);
+    const QPolygonF handles = handlePixels(frame.plane, scale.mpp);
+    frame.rings = {handles};
+    if (m_selected)
+        frame.addVertexPath = QPainterPath();
+    frame.labels = rectLabels(handles);
+    return true;
+}
+
+void VectorRect::storeFramePixels(kstShapeFrame& frame)
+{
+    if (!frame.rings.isEmpty())
+        m_pixData.swap(frame.rings.first());
 }
 
 void VectorRect::updateShapePath()
@@ -109,13 +147,18 @@ void VectorRect::updateAddVertexPath()
 
 void VectorRect::updateLabels()
 {
+    m_labels = rectLabels(m_pixData);
+}
+
+QList<VectorShapeLabel__> VectorRect::rectLabels(const QPolygonF& handles) const
+{
     QString text;
     QSizeF size;
-    if (!labelText(text, size) || !hasHandles())
-        return;
+    if (!labelSpec(text, size) || handles.size() != kHandleCount)
+        return {};
     QRectF rect(QPointF(), size);
-    rect.moveCenter(pixRect().center());
-    m_labels.append({text, 0.0, rect});
+    rect.moveCenter(pixRectOf(handles).center());
+    return {{text, 0.0, rect}};
 }
 
 // --- Painting ------------------------------------------------------------

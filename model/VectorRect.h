@@ -73,8 +73,18 @@ public:
     QImage icon() override;
     void fit(const FourParamter__& parameters) override;
     kstVectorShape* clone() override;
+    bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const override;
+    bool geoRings(QVector<QPolygonF>& rings) const override;
+    void setGeoRings(const QVector<QPolygonF>& rings) override;
+
+protected:
+    void storeFramePixels(kstShapeFrame& frame) override;
 
 private:
+    // The eight handle pixels from plane corners; empty without four corners.
+    static QPolygonF handlePixels(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp);
+    static QRectF pixRectOf(const QPolygonF& handles);
+    QList<VectorShapeLabel__> rectLabels(const QPolygonF& handles) const;
     static constexpr int kCornerCount = 4;
     static constexpr int kHandleCount = 8;
 

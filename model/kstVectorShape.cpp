@@ -128,13 +128,33 @@ QRectF kstVectorShape::boundingRect() const
 
 QPainterPath kstVectorShape::shape() const
 {
+    ensureShapePath();
     return m_shapePath;
+}
+
+QPainterPath kstVectorShape::shapePath() const
+{
+    ensureShapePath();
+    return m_shapePath;
+}
+
+void kstVectorShape::ensureShapePath() const
+{
+    // Building (and for lines stroking) paths of every shape at every update
+    // would cost most of an update; only shapes that are painted or hit-tested
+    // need them. Called on the GUI thread only, like all item operations.
+    if (!m_shapePathStale)
+        return;
+    auto* self = const_cast<kstVectorShape*>(this);
+    self->m_shapePathStale = false;
+    self->updateShapePath();
 }
 
 void kstVectorShape::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*)
 {
     if (!painter->isActive())
         return;
+    ensureShapePath();
     drawShape(painter);
     if (m_selected)
         drawShapeVertex(painter);
@@ -144,7 +164,8 @@ void kstVectorShape::paint(QPainter* painter, const QStyleOptionGraphicsItem*, Q
 
 void kstVectorShape::updatePosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
-    setPos(getPosition(mpp, proj));
+    m_layoutPos = getPosition(mpp, proj);
+    setPos(m_layoutPos);
 }
 
 QPointF kstVectorShape::getPosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
@@ -159,7 +180,7 @@ void kstVectorShape::initShape(const kstMeterPerPixle__& mpp, kstProjection* pro
     updateExtent();
     updateBoundingRect(mpp, proj);
     updatePixsData(mpp, proj);
-    updateShapePath();
+    m_shapePathStale = true;
     updateLabels();
 }
 
@@ -191,8 +212,180 @@ void kstVectorShape::updatePathSteps()
 {
     if (m_selected)
         updateAddVertexPath();
-    updateShapePath();
+    m_shapePathStale = true; // rebuilt by ensureShapePath when first needed
     updateLabels();
+}
+
+// --- Frames --------------------------------------------------------------
+
+bool kstVectorShape::computeFrame(kstShapeFrame&, const kstShapeScale&) const
+{
+    return false;
+}
+
+void kstVectorShape::storeFramePixels(kstShapeFrame&) {}
+
+bool kstVectorShape::geoRings(QVector<QPolygonF>&) const
+{
+    return false;
+}
+
+void kstVectorShape::setGeoRings(const QVector<QPolygonF>&) {}
+
+void kstVectorShape::applyFrame(kstShapeFrame& frame)
+{
+    // What the shape held before goes into the frame, so that whoever
+    // disposes of the frame frees it.
+    m_ltGcp = frame.lt;
+    m_rbGcp = frame.rb;
+    // setPos tells the scene of the change before it moves the item, which
+    // covers the rectangle stored right after it as well; an item that stays
+    // in place announces the change itself.
+    if (frame.position == pos())
+        prepareGeometryChange();
+    else
+        setPos(frame.position);
+    m_brc = frame.brc;
+    m_layoutPos = frame.position;
+    storeFramePixels(frame);
+    m_plane.swap(frame.plane);
+    if (m_selected)
+        m_addVertexPath.swap(frame.addVertexPath);
+    m_labels.swap(frame.labels);
+    m_labelWindow = frame.labelWindow;
+    m_shapePathStale = true;
+}
+
+bool kstVectorShape::extentOf(const QVector<QPolygonF>& rings, GCP& lt, GCP& rb)
+{
+    double minLon = 180.0, maxLat = -90.0, maxLon = -180.0, minLat = 90.0;
+    for (const QPolygonF& ring : rings) {
+        for (const QPointF& p : ring) {
+            minLon = std::min(minLon, p.x());
+            maxLon = std::max(maxLon, p.x());
+            minLat = std::min(minLat, p.y());
+            maxLat = std::max(maxLat, p.y());
+        }
+    }
+    auto differs = [](const GCP& a, double lon, double lat) {
+        return std::abs(a.lon() - lon) >= kExtentTolerance || std::abs(a.lat() - lat) >= kExtentTolerance;
+    };
+    bool changed = false;
+    if (differs(lt, minLon, maxLat)) {
+        lt = GCP(minLon, maxLat);
+        changed = true;
+    }
+    if (differs(rb, maxLon, minLat)) {
+        rb = GCP(maxLon, minLat);
+        changed = true;
+    }
+    return changed;
+}
+
+kstPlaneCache kstVectorShape::planeFor(const QVector<QPolygonF>& rings, const GCP& lt, const GCP& rb,
+                                       kstProjection* proj) const
+{
+    if (m_plane.matches(rings, gcp2pt(lt), gcp2pt(rb), proj))
+        return m_plane;
+    kstPlaneCache plane;
+    plane.fill(rings, gcp2pt(lt), gcp2pt(rb), proj);
+    return plane;
+}
+
+const kstPlaneCache& kstVectorShape::currentPlane(kstProjection* proj)
+{
+    QVector<QPolygonF> rings;
+    geoRings(rings);
+    if (!m_plane.matches(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), proj))
+        m_plane.fill(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), proj);
+    return m_plane;
+}
+
+QRectF kstVectorShape::brcOf(const GCP& lt, const GCP& rb, const kstPlaneCache& plane, const kstMeterPerPixle__& mpp)
+{
+    // A shape without points keeps the inverted extent, which has no pixels.
+    if (lt.lon() > rb.lon() || lt.lat() < rb.lat())
+        return QRectF();
+    const PCP ltPlane(plane.ltPlane());
+    const PCP rbPlane(plane.rbPlane());
+    return QRectF(QPointF(0, 0), QPointF(rbPlane.toPix(mpp, ltPlane)));
+}
+
+QPointF kstVectorShape::positionOf(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp, const PCP& origin)
+{
+    const QPointF position = PCP(plane.ltPlane()).toPix(mpp, origin);
+    // The poles of an empty shape's inverted extent have no finite pixel.
+    return std::isfinite(position.x()) && std::isfinite(position.y()) ? position : QPointF();
+}
+
+void kstVectorShape::frameExtent(kstShapeFrame& frame, const QVector<QPolygonF>& rings,
+                                 const QVector<QPolygonF>& extentRings, const kstShapeScale& scale) const
+{
+    frame.lt = m_ltGcp;
+    frame.rb = m_rbGcp;
+    // The extent of unchanged rings is the one computed from them before.
+    if (m_plane.extentOfRings() && m_plane.matches(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), scale.proj)) {
+        frame.plane = m_plane;
+    } else {
+        extentOf(extentRings, frame.lt, frame.rb);
+        frame.plane = planeFor(rings, frame.lt, frame.rb, scale.proj);
+        frame.plane.setExtentOfRings();
+    }
+    frame.brc = brcOf(frame.lt, frame.rb, frame.plane, scale.mpp);
+    frame.position = positionOf(frame.plane, scale.mpp, scale.origin);
+    frame.labelWindow = QRectF();
+}
+
+QPointF kstVectorShape::pixOf(const QPointF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp)
+{
+    return PCP(plane).toPix(mpp, PCP(ltPlane));
+}
+
+QPolygonF kstVectorShape::pixRing(const QPolygonF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp)
+{
+    QPolygonF pix;
+    pixRingInto(pix, plane, ltPlane, mpp);
+    return pix;
+}
+
+void kstVectorShape::pixRingInto(QPolygonF& pix, const QPolygonF& plane, const QPointF& ltPlane,
+                                 const kstMeterPerPixle__& mpp)
+{
+    // Reuses the buffer when it is not shared and large enough.
+    pix.resize(plane.size());
+    QPointF* out = pix.data();
+    const PCP lt(ltPlane);
+    for (int i = 0; i < plane.size(); ++i)
+        out[i] = PCP(plane.at(i)).toPix(mpp, lt);
+}
+
+void kstVectorShape::prefetchFrameStore() const
+{
+    const auto lines = [](const void* object, size_t size) {
+        for (size_t offset = 0; offset < size; offset += 64)
+            __builtin_prefetch(static_cast<const char*>(object) + offset, 1);
+    };
+    lines(this, sizeof(kstVectorShape));
+    lines(d_ptr.data(), 256); // the item's position, flags and scene links
+    if (m_frame)
+        lines(m_frame.get(), sizeof(kstShapeFrame));
+}
+
+kstShapeFrame& kstVectorShape::frameBuffer()
+{
+    if (!m_frame)
+        m_frame.reset(new kstShapeFrame);
+    return *m_frame;
+}
+
+QRectF kstVectorShape::itemWindow(const QRectF& layerWindow, const QPointF& itemPos)
+{
+    return layerWindow.isNull() ? QRectF() : layerWindow.translated(-itemPos);
+}
+
+QRectF kstVectorShape::currentLabelWindow() const
+{
+    return kstShapeScale::labelWindowOf(m_parentLayer ? m_parentLayer->mapView() : nullptr);
 }
 
 // --- Flags and links -----------------------------------------------------
@@ -410,35 +603,14 @@ QPainterPath kstVectorShape::strokePath(const QPainterPath& path, double width)
 
 bool kstVectorShape::updateExtentFrom(const QVector<QPointF>& points)
 {
-    double minLon = 180.0, maxLat = -90.0, maxLon = -180.0, minLat = 90.0;
-    for (const QPointF& p : points) {
-        minLon = std::min(minLon, p.x());
-        maxLon = std::max(maxLon, p.x());
-        minLat = std::min(minLat, p.y());
-        maxLat = std::max(maxLat, p.y());
-    }
-    auto differs = [](const GCP& a, double lon, double lat) {
-        return std::abs(a.lon() - lon) >= kExtentTolerance || std::abs(a.lat() - lat) >= kExtentTolerance;
-    };
-    bool changed = false;
-    if (differs(m_ltGcp, minLon, maxLat)) {
-        m_ltGcp = GCP(minLon, maxLat);
-        changed = true;
-    }
-    if (differs(m_rbGcp, maxLon, minLat)) {
-        m_rbGcp = GCP(maxLon, minLat);
-        changed = true;
-    }
-    return changed;
+    return extentOf({QPolygonF(points)}, m_ltGcp, m_rbGcp);
 }
 
 void kstVectorShape::updateBoundingRectFromExtent(const kstMeterPerPixle__& mpp, kstProjection* proj)
 {
     // The scene must learn of the change before the rectangle changes.
     prepareGeometryChange();
-    // A shape without points keeps the inverted extent, which has no pixels.
-    const bool empty = m_ltGcp.lon() > m_rbGcp.lon() || m_ltGcp.lat() < m_rbGcp.lat();
-    m_brc = empty ? QRectF() : QRectF(QPointF(0, 0), QPointF(m_rbGcp.toPcp(proj).toPix(mpp, m_ltGcp.toPcp(proj))));
+    m_brc = brcOf(m_ltGcp, m_rbGcp, currentPlane(proj), mpp);
 }
 
 QPointF kstVectorShape::itemPix(const QPointF& geo, const kstMeterPerPixle__& mpp, kstProjection* proj) const
@@ -524,9 +696,11 @@ OGRPolygon* newClosedRingPolygon(const QVector<QPointF>& points, OGRSpatialRefer
     OGRLinearRing ring;
     for (const QPointF& p : points)
         ring.addPoint(p.x(), p.y());
+    // GDAL checks rings when they are added: an open one is refused when the
+    // host does not accept unclosed rings, and reported otherwise.
+    ring.closeRings();
     OGRPolygon* polygon = new OGRPolygon;
     polygon->addRing(&ring);
-    polygon->closeRings();
     polygon->assignSpatialReference(srs);
     return polygon;
 }
@@ -584,6 +758,11 @@ QString kstVectorShape::brushStyleString(const QBrush& brush, Color_Mode mode)
 bool kstVectorShape::labelText(QString& text, QSizeF& size)
 {
     m_labels.clear();
+    return labelSpec(text, size);
+}
+
+bool kstVectorShape::labelSpec(QString& text, QSizeF& size) const
+{
     if (!m_collect || m_collect->m_text.isEmpty() || !m_collect->m_layer || !m_collect->m_layer->m_showLabels)
         return false;
     text = m_collect->m_text;

@@ -7,7 +7,10 @@
 #include "kstFourParamter.h"
 #include "kstGeographicalCoordinatesPoint.h"
 #include "kstGeometryRecords.h"
+#include "kstPlaneCache.h"
 #include "kstPlaneCoordinatesPoint.h"
+#include "kstShapeFrame.h"
+#include "kstShapeScale.h"
 
 #include <QColor>
 #include <QGraphicsItem>
@@ -16,6 +19,8 @@
 #include <QList>
 #include <QPainterPath>
 #include <QPen>
+
+#include <memory>
 
 #include <ogr_spatialref.h>
 
@@ -110,6 +115,30 @@ public:
     // A new shape of the same kind, geometry and style: no layer, no collect, not selected.
     virtual kstVectorShape* clone() = 0;
 
+    // An update split in two: computeFrame derives everything an update at a
+    // scale would store, touching nothing but reading the shape's own data,
+    // so that it may run on any thread while the GUI thread waits; applyFrame
+    // then stores the frame in the item on the GUI thread. Together they give
+    // exactly what updateShape(mpp, proj, true) gives. Kinds that cannot
+    // compute frames return false and are updated with updateShape instead.
+    virtual bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const;
+    void applyFrame(kstShapeFrame& frame);
+    // The shape's frame to compute into. After applyFrame it holds the
+    // shape's previous data, whose buffers the next frame reuses.
+    kstShapeFrame& frameBuffer();
+    // Asks the processor for the memory applyFrame touches, ahead of the
+    // call: storing thousands of frames is bound by memory latency.
+    void prefetchFrameStore() const;
+    // The geographic points as rings, in the kind's own order, and back (the
+    // caller runs the update pipeline); false when the kind does not offer them.
+    virtual bool geoRings(QVector<QPolygonF>& rings) const;
+    virtual void setGeoRings(const QVector<QPolygonF>& rings);
+    // Makes the next update project the geometry anew, for a projection that
+    // changed in place.
+    void dropPlaneCache() { m_plane.clear(); }
+    // The edit-layer area the labels were computed for (null: no bound).
+    QRectF labelWindow() const { return m_labelWindow; }
+
     Shape_Type shapeType() const { return m_shapeType; }
     Shape_Action action() const { return m_action; }
     void setAction(Shape_Action action) { m_action = action; }
@@ -135,7 +164,7 @@ public:
     void setShapeExtent(const kstGeographicalCoordinatesPoint& lt, const kstGeographicalCoordinatesPoint& rb);
     QRectF brc() const { return m_brc; }
     QRectF shapeBoundingRect() const { return m_brc; }
-    QPainterPath shapePath() const { return m_shapePath; }
+    QPainterPath shapePath() const;
     int currentVertexHoverIndex() const { return m_hoverVertexIndex; }
     QList<VectorShapeLabel__> labels() const { return m_labels; }
 
@@ -223,6 +252,37 @@ protected:
     // Common start of the label candidates: the text and its size, or false
     // when the shape has no label to show.
     bool labelText(QString& text, QSizeF& size);
+    bool labelSpec(QString& text, QSizeF& size) const;
+
+    // --- Pure pieces of the update, shared by the pipeline steps and frames --
+    // The extent of rings: the corners given move only where they differ by 1e-12 or more.
+    static bool extentOf(const QVector<QPolygonF>& rings, kstGeographicalCoordinatesPoint& lt,
+                         kstGeographicalCoordinatesPoint& rb);
+    // Plane coordinates of the geographic rings and of the extent corners lt and rb.
+    kstPlaneCache planeFor(const QVector<QPolygonF>& rings, const kstGeographicalCoordinatesPoint& lt,
+                           const kstGeographicalCoordinatesPoint& rb, kstProjection* proj) const;
+    // The same for the current extent, kept for later updates.
+    const kstPlaneCache& currentPlane(kstProjection* proj);
+    // Bounding rectangle and item position from the plane extent corners.
+    static QRectF brcOf(const kstGeographicalCoordinatesPoint& lt, const kstGeographicalCoordinatesPoint& rb,
+                        const kstPlaneCache& plane, const kstMeterPerPixle__& mpp);
+    static QPointF positionOf(const kstPlaneCache& plane, const kstMeterPerPixle__& mpp,
+                              const kstPlaneCoordinatesPoint& origin);
+    // Fills the frame's extent (over extentRings), plane data (of rings),
+    // bounding rectangle and position.
+    void frameExtent(kstShapeFrame& frame, const QVector<QPolygonF>& rings, const QVector<QPolygonF>& extentRings,
+                     const kstShapeScale& scale) const;
+    // Item pixels of plane points relative to the extent's top-left plane point.
+    static QPointF pixOf(const QPointF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
+    static QPolygonF pixRing(const QPolygonF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
+    static void pixRingInto(QPolygonF& pix, const QPolygonF& plane, const QPointF& ltPlane,
+                            const kstMeterPerPixle__& mpp);
+    // A label window in item coordinates of an item at itemPos (null stays null).
+    static QRectF itemWindow(const QRectF& layerWindow, const QPointF& itemPos);
+    // The label window of the view the shape's edit layer is on.
+    QRectF currentLabelWindow() const;
+    // Stores the kind's pixel data of a frame.
+    virtual void storeFramePixels(kstShapeFrame& frame);
 
     kstGeographicalCoordinatesPoint m_ltGcp;
     kstGeographicalCoordinatesPoint m_rbGcp;
@@ -240,6 +300,13 @@ protected:
     int m_hoverVertexIndex = -1;
     Shape_Type m_shapeType = Type_Unknown;
     kstVectorEditLayer* m_parentLayer = nullptr;
+    QRectF m_labelWindow;
+    kstPlaneCache m_plane;
+    std::unique_ptr<kstShapeFrame> m_frame;
+    // The position the last update computed; labels are laid out from it.
+    QPointF m_layoutPos;
+    // The hit-test path is built when first asked for after an update.
+    bool m_shapePathStale = false;
 
     static int m_vertexSize;
     static int m_shapeIconSize;
@@ -251,6 +318,7 @@ protected:
 private:
     void updatePixelSteps(const kstMeterPerPixle__& mpp, kstProjection* proj);
     void updatePathSteps();
+    void ensureShapePath() const;
     void setEditCursor(const QCursor& cursor);
     void setMapDragEnable(bool enable);
 

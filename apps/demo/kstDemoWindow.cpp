@@ -81,13 +81,16 @@ kstDemoWindow::~kstDemoWindow()
         m_importer->stopImport();
         delete m_importer;
     }
-    // The shapes are child items of the edit layer: dispose of the layers
-    // first, then of the edit layer, before the view deletes its scene.
+    // The shapes kept removed for undo go with the undo records; then the
+    // edit layer leaves the view, lets go of the layers and goes, all before
+    // the view deletes its scene; then the layers are disposed of.
     m_editor->disposeRemoved();
+    m_editLayer->removeFromMapView();
+    for (kstVectorLayer* layer : qAsConst(m_layers))
+        m_editLayer->removeLayer(layer);
+    delete m_editLayer;
     for (kstVectorLayer* layer : qAsConst(m_layers))
         kstVectorLayer::destoryLayer(layer);
-    m_editLayer->removeFromMapView();
-    delete m_editLayer;
 }
 
 void kstDemoWindow::showLayers(const QList<kstVectorLayer*>& layers)

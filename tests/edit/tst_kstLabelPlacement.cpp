@@ -2,12 +2,15 @@
 #include "VectorPoint.h"
 #include "kstLabelGrid.h"
 #include "kstShapeTestSupport.h"
+#include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
 #include <QPainter>
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include <cmath>
 
 using namespace Kestrum;
 
@@ -25,6 +28,38 @@ Shape* labelled(kstVectorLayer* layer, Shape* shape, const QString& text)
     collect->m_shapes << shape;
     layer->m_collects.insert(collect->m_fid, collect);
     return shape;
+}
+
+// Reaches the edit layer's own collision test of placed labels.
+struct CollisionTest : kstVectorEditLayer
+{
+    static bool hit(const kstVectorEditLayer& layer, const QRectF& rect)
+    {
+        return (layer.*(&CollisionTest::isIntersectsWithCurrentLabels))(rect);
+    }
+};
+
+// The collision test against every placed label, one by one.
+bool pairwiseHit(const kstVectorEditLayer& layer, const QRectF& rect)
+{
+    for (const QList<VectorShapeLabel__*>& labels : layer.shapeLabels())
+        for (const VectorShapeLabel__* label : labels)
+            if (label->rect.adjusted(-3, -3, 3, 3).intersects(rect.adjusted(-3, -3, 3, 3)))
+                return true;
+    return false;
+}
+
+// Compares the edit layer's collision test with the pairwise one at random
+// places of the view; returns the number of disagreements.
+int disagreements(kstVectorEditLayer& layer, QRandomGenerator& rng)
+{
+    const QPointF origin = -layer.pos();
+    int wrong = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const QRectF r(origin + QPointF(rng.bounded(800), rng.bounded(600)), QSizeF(4 + rng.bounded(60), 4 + rng.bounded(20)));
+        wrong += CollisionTest::hit(layer, r) != pairwiseHit(layer, r);
+    }
+    return wrong;
 }
 
 QList<VectorShapeLabel__> placedFor(kstVectorEditLayer& layer, kstVectorShape* shape)
@@ -46,6 +81,7 @@ private slots:
     void pointsTakeTheFirstFreePosition();
     void linesGetRotatedLabelsOnLongSegments();
     void placedLabelsNeverOverlap();
+    void longLinesOfferBoundedAnchors();
 };
 
 void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
@@ -56,8 +92,20 @@ void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
     QRandomGenerator rng(2024);
     kstLabelGrid grid(48);
     QVector<QRectF> placed;
+    QVector<int> owners; // the owner of each placed rectangle
     int accepted = 0;
     for (int i = 0; i < 6000; ++i) {
+        // Now and then an owner's rectangles leave; the grid must forget them at once.
+        if (i % 50 == 49) {
+            const int owner = rng.bounded(40);
+            grid.remove(reinterpret_cast<const void*>(quintptr(owner + 1)));
+            for (int k = placed.size() - 1; k >= 0; --k)
+                if (owners.at(k) == owner) {
+                    placed.removeAt(k);
+                    owners.removeAt(k);
+                }
+            QCOMPARE(grid.size(), placed.size());
+        }
         const double w = i % 500 == 0 ? 5000 : 5 + rng.bounded(120);
         const double h = 4 + rng.bounded(30);
         QRectF r(rng.bounded(3000) - 1500, rng.bounded(2000) - 1000, w, h);
@@ -68,8 +116,10 @@ void tst_kstLabelPlacement::gridAnswersAsThePairwiseTest()
             pairwise = pairwise || p.intersects(r);
         QCOMPARE(grid.intersects(r), pairwise);
         if (!pairwise) {
-            grid.insert(r);
+            const int owner = rng.bounded(40);
+            grid.insert(r, reinterpret_cast<const void*>(quintptr(owner + 1)));
             placed << r;
+            owners << owner;
             ++accepted;
         }
     }
@@ -192,11 +242,86 @@ void tst_kstLabelPlacement::placedLabelsNeverOverlap()
     QVERIFY(grid.intersects(QRectF(25, 0, 20, 10).adjusted(-3, -3, 3, 3)));
     QVERIFY(!grid.intersects(QRectF(27, 0, 20, 10).adjusted(-3, -3, 3, 3)));
 
+    // Labels of shapes, collects and layers that leave stop blocking others
+    // at once, not only at the next placement.
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    const QList<kstVectorShape*> labelledShapes = scene.layer().shapeLabels().keys();
+    QList<kstVectorShape*> removed;
+    for (int i = 0; i < labelledShapes.size(); i += 3)
+        removed << labelledShapes.at(i);
+    for (kstVectorShape* shape : qAsConst(removed))
+        scene.layer().removeShape(shape);
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    kstVectorCollect* collect = labelledShapes.at(1)->shapeCollect();
+    scene.layer().removeCollect(collect);
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    scene.layer().updateLabels();
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+    scene.layer().insertCollect(collect);
+    scene.layer().insertShapes(removed);
+    scene.layer().updateLabels();
+    QCOMPARE(disagreements(scene.layer(), rng), 0);
+
     // Hiding the edit layer drops its labels.
     scene.layer().hideVectorLayer();
     QVERIFY(scene.layer().shapeLabels().isEmpty());
     scene.layer().removeLayer(layer);
     kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstLabelPlacement::longLinesOfferBoundedAnchors()
+{
+    // Segments of billions of pixels, and points so far out that halving a
+    // segment no longer moves its midpoint: anchors come only near the view,
+    // never more than the fixed number per line, and at once.
+    struct Case
+    {
+        QVector<QPointF> points;
+        int level;
+        bool nearView; // pixels of the view are still apart at the line's distance
+    };
+    const QList<Case> cases{{{{0, 0}, {1e8, 0}}, 10, true},
+                            {{{-179, 0.001}, {179, 0.001}}, 22, true},
+                            {{{1e300, 0}, {std::nextafter(1e300, 2e300), 0}}, 22, false},
+                            {{{-1e300, 10}, {1e300, -10}}, 22, false},
+                            {{{1e306, 0}, {-1e306, 0}, {0, 0}, {0.5, 0}}, 3, false}};
+    for (const Case& c : cases) {
+        ShapeTestScene scene(GCP(0, 0), c.level);
+        kstVectorLayer* layer = kstVectorLayer::newLayer();
+        VectorLine* line = labelled(layer, new VectorLine(c.points, nullptr), QStringLiteral("Long"));
+        scene.layer().insertLayer(layer, 0);
+        QVERIFY(line->labels().size() <= VectorLine::kMaxLabelAnchors);
+        const QRectF window = line->labelWindow().translated(-line->pos());
+        for (const VectorShapeLabel__& label : line->labels())
+            QVERIFY(!c.nearView || window.adjusted(-100, -100, 100, 100).contains(label.rect.center()));
+        scene.layer().updateLabels();
+        scene.layer().removeLayer(layer);
+        kstVectorLayer::destoryLayer(layer);
+    }
+
+    // Along a segment across the world at level 22 the view has labels, and
+    // after a pan of many views it has labels again, of the new view.
+    ShapeTestScene scene(GCP(10, 0.0005), 22);
+    kstVectorLayer* layer = kstVectorLayer::newLayer();
+    VectorLine* line = labelled(layer, new VectorLine({{-179, 0.0005}, {179, 0.0005}}, nullptr), QStringLiteral("Equator"));
+    scene.layer().insertLayer(layer, 0);
+    scene.layer().updateLabels();
+    QVERIFY(!placedFor(scene.layer(), line).isEmpty());
+    QVERIFY(line->labels().size() < 20);
+    scene.view().panBy(QPointF(-20000, 0));
+    QVERIFY(!placedFor(scene.layer(), line).isEmpty());
+    const QRectF visible(-scene.layer().pos(), QSizeF(scene.view().viewSize()));
+    for (const VectorShapeLabel__& label : placedFor(scene.layer(), line))
+        QVERIFY(visible.intersects(label.rect));
+    scene.layer().removeLayer(layer);
+    kstVectorLayer::destoryLayer(layer);
+
+    // A line on no view has no window: its anchors are bounded all the same.
+    kstVectorLayer* loose = kstVectorLayer::newLayer();
+    VectorLine* far = labelled(loose, new VectorLine({{-179, 1}, {179, 1}}, nullptr), QStringLiteral("Far"));
+    far->initShape(kstTileResulotion().mpp(20), far->curProj());
+    QCOMPARE(far->labels().size(), VectorLine::kMaxLabelAnchors);
+    kstVectorLayer::destoryLayer(loose);
 }
 
 QTEST_MAIN(tst_kstLabelPlacement)

@@ -11,7 +11,18 @@ using namespace Kestrum;
 
 namespace {
 
+// A line that counts the living instances of its kind.
+class CountedLine : public VectorLine
+{
+public:
+    CountedLine(const QVector<QPointF>& points, kstVectorEditLayer* layer) : VectorLine(points, layer) { ++alive; }
+    ~CountedLine() override { --alive; }
+    static int alive;
+};
+int CountedLine::alive = 0;
+
 // A layer of `count` short lines scattered around a centre.
+template <class Line = VectorLine>
 kstVectorLayer* lineLayer(int count, quint32 seed)
 {
     QRandomGenerator rng(seed);
@@ -22,7 +33,7 @@ kstVectorLayer* lineLayer(int count, quint32 seed)
         kstVectorCollect* collect = kstVectorCollect::newCollect();
         collect->m_layer = layer;
         collect->m_fid = layer->genFid();
-        VectorLine* line = new VectorLine(points, nullptr);
+        VectorLine* line = new Line(points, nullptr);
         line->setShapeCollect(collect, 0);
         collect->m_shapes << line;
         layer->m_collects.insert(collect->m_fid, collect);
@@ -74,6 +85,7 @@ private slots:
     void zLevelsStackLayersAndSelection();
     void collectsAndShapesComeAndGo();
     void visibilityAndSelectionStates();
+    void shutdownLeavesShapesToTheirLayers();
 };
 
 void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
@@ -254,9 +266,8 @@ void tst_kstVectorEditLayer::visibilityAndSelectionStates()
     kstVectorCollect* collect = layer->m_collects.first();
     kstVectorShape* shape = collect->m_shapes.first();
 
-    kstVectorCollect* empty = kstVectorCollect::newCollect();
-    QCOMPARE(kstVectorEditLayer::collectVisibleState(empty), Qt::Checked);
-    kstVectorCollect::deleteCollect(empty);
+    kstVectorCollect empty;
+    QCOMPARE(kstVectorEditLayer::collectVisibleState(&empty), Qt::Checked);
     QCOMPARE(kstVectorEditLayer::layerVisibleState(layer), Qt::Checked);
     edit.selectShape(shape);
     edit.setShapeVisible(shape, false);
@@ -286,6 +297,60 @@ void tst_kstVectorEditLayer::visibilityAndSelectionStates()
 
     edit.layers().clear();
     kstVectorLayer::destoryLayer(layer);
+}
+
+void tst_kstVectorEditLayer::shutdownLeavesShapesToTheirLayers()
+{
+    // The host's order: the edit layer leaves the view, its layers leave it,
+    // it is destroyed, and the host destroys the layers.
+    {
+        ShapeTestScene scene(GCP(110, 35), 7);
+        auto* edit = new kstVectorEditLayer;
+        edit->addToMapView(&scene.view());
+        QList<kstVectorLayer*> layers{lineLayer<CountedLine>(40, 1), lineLayer<CountedLine>(30, 2)};
+        for (kstVectorLayer* layer : layers)
+            edit->insertLayer(layer, 0);
+        kstVectorShape* sample = layers.first()->m_collects.first()->m_shapes.first();
+        edit->selectShape(sample);
+        QCOMPARE(CountedLine::alive, 70);
+        edit->removeFromMapView();
+        for (kstVectorLayer* layer : layers)
+            edit->removeLayer(layer);
+        QVERIFY(!sample->parentItem() && !sample->parentLayer() && edit->childItems().isEmpty());
+        delete edit;
+        QCOMPARE(CountedLine::alive, 70);
+        for (kstVectorLayer* layer : layers)
+            kstVectorLayer::destoryLayer(layer);
+        QCOMPARE(CountedLine::alive, 0);
+    }
+    // An edit layer destroyed while it still shows layers, on a view or not,
+    // deletes none of their shapes; collects and shapes removed alone leave too.
+    for (bool onView : {true, false}) {
+        ShapeTestScene scene(GCP(110, 35), 7);
+        auto* edit = new kstVectorEditLayer;
+        edit->addToMapView(&scene.view());
+        kstVectorLayer* layer = lineLayer<CountedLine>(25, 3);
+        kstVectorLayer* other = lineLayer<CountedLine>(5, 4);
+        edit->insertLayer(layer, 0);
+        edit->insertLayer(other, 1);
+        kstVectorCollect* collect = layer->m_collects.first();
+        kstVectorShape* shape = layer->m_collects.last()->m_shapes.first();
+        kstVectorCollect* emptied = shape->shapeCollect();
+        if (!onView)
+            edit->removeFromMapView();
+        edit->removeCollect(collect);
+        edit->removeShape(shape);
+        QVERIFY(!collect->m_shapes.first()->parentItem() && !shape->parentItem());
+        edit->removeLayer(other);
+        delete edit;
+        QCOMPARE(CountedLine::alive, 30);
+        kstVectorLayer::destoryLayer(layer);
+        kstVectorLayer::destoryLayer(other);
+        kstVectorCollect::destroyCollect(collect);
+        delete shape;
+        kstVectorCollect::deleteCollect(emptied);
+        QCOMPARE(CountedLine::alive, 0);
+    }
 }
 
 QTEST_MAIN(tst_kstVectorEditLayer)

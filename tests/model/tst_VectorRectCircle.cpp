@@ -89,6 +89,22 @@ void checkRingExport(kstVectorShape* shape, const QVector<QPointF>& exchange)
         QVERIFY(near(QPointF(got->getX(i), got->getY(i)), QPointF(expected->getX(i), expected->getY(i))));
 }
 
+// GDAL messages raised while an object lives, collected instead of printed.
+class CplMessages
+{
+public:
+    CplMessages() { CPLPushErrorHandlerEx(collect, &m_messages); }
+    ~CplMessages() { CPLPopErrorHandler(); }
+    const QStringList& messages() const { return m_messages; }
+
+private:
+    static void CPL_STDCALL collect(CPLErr, CPLErrorNum, const char* message)
+    {
+        static_cast<QStringList*>(CPLGetErrorHandlerUserData())->append(QString::fromUtf8(message));
+    }
+    QStringList m_messages;
+};
+
 } // namespace
 
 class tst_VectorRectCircle : public QObject
@@ -98,6 +114,29 @@ class tst_VectorRectCircle : public QObject
 private slots:
     void initTestCase() { CPLPushErrorHandler(CPLQuietErrorHandler); }
     void cleanupTestCase() { CPLPopErrorHandler(); }
+
+    // A host that refuses unclosed rings still gets whole polygons, and no
+    // export complains about an open ring.
+    void strictRingsExportClosedPolygons()
+    {
+        ShapeTestScene scene(GCP(116.4, 39.9), 12);
+        const QList<kstVectorShape*> shapes{addRect(scene, QRectF(kOrigin, QSizeF(120, 80))),
+                                            addCircle(scene, kOrigin + QPointF(50, 50), 40)};
+        OGRSpatialReference mercator = srs("EPSG:3857");
+        CPLSetConfigOption("OGR_GEOMETRY_ACCEPT_UNCLOSED_RING", "NO");
+        CplMessages gdal;
+        for (kstVectorShape* shape : shapes) {
+            const GeometryPtr exports[] = {GeometryPtr(shape->toOGRGeometry()), GeometryPtr(shape->toOGRGeometry(&mercator))};
+            for (const GeometryPtr& geometry : exports) {
+                QVERIFY(geometry && !geometry->IsEmpty());
+                const OGRLinearRing* ring = geometry->toPolygon()->getExteriorRing();
+                QVERIFY(ring && ring->get_IsClosed());
+                QCOMPARE(ring->getNumPoints(), shape->vertexCount() + 1);
+            }
+        }
+        CPLSetConfigOption("OGR_GEOMETRY_ACCEPT_UNCLOSED_RING", nullptr);
+        QVERIFY2(gdal.messages().isEmpty(), qPrintable(gdal.messages().join(QLatin1Char('\n'))));
+    }
 
     void rectangle()
     {

@@ -102,12 +102,18 @@ void tst_kstVectorShape::pipelineRunsItsStepsInOrder()
     ProbeShape* shape = new ProbeShape(&scene.layer());
     const auto steps = [](const char* list) { return QString::fromLatin1(list).split(QLatin1Char(' ')); };
 
+    // The hit-test path is rebuilt once, when it is first asked for.
     shape->initShape(scene.mpp(), scene.projection());
-    QCOMPARE(shape->steps, steps("extent brc pix path labels"));
+    QCOMPARE(shape->steps, steps("extent brc pix labels"));
+    shape->shape();
+    shape->shapePath();
+    QCOMPARE(shape->steps, steps("extent brc pix labels path"));
 
     shape->steps.clear();
     shape->updateShape(scene.mpp(), scene.projection(), false);
-    QCOMPARE(shape->steps, steps("brc pix pos path labels"));
+    QCOMPARE(shape->steps, steps("brc pix pos labels"));
+    ShapeTestScene::render(shape, QSize(30, 30), QPointF(10, 10));
+    QCOMPARE(shape->steps, steps("brc pix pos labels path"));
 
     // The band is built once on selection, and again in every update while selected.
     shape->steps.clear();
@@ -116,13 +122,13 @@ void tst_kstVectorShape::pipelineRunsItsStepsInOrder()
     QCOMPARE(shape->steps, steps("band"));
     shape->steps.clear();
     shape->updateShape(scene.mpp(), scene.projection(), true);
-    QCOMPARE(shape->steps, steps("extent brc pix pos band path labels"));
+    QCOMPARE(shape->steps, steps("extent brc pix pos band labels"));
 
     // An unchanged extent leaves pixels and position alone but rebuilds the rest.
     shape->steps.clear();
     shape->extentChanges = false;
     shape->resetShape(scene.mpp(), scene.projection());
-    QCOMPARE(shape->steps, steps("extent band path labels"));
+    QCOMPARE(shape->steps, steps("extent band labels"));
     shape->setShapeSelected(false);
     QVERIFY(shape->band().isEmpty());
 }
