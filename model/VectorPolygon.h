@@ -70,11 +70,11 @@ public:
     bool geoRings(QVector<QPolygonF>& rings) const override;
     void setGeoRings(const QVector<QPolygonF>& rings) override;
 
-protected:
-    void storeFramePixels(kstShapeFrame& frame) override;
-
     // The polygon in the exchange frame (WGS84), by value.
     OGRPolygon toOGR();
+
+protected:
+    void storeFramePixels(kstShapeFrame& frame) override;
 
 private:
     // Pixel rings from plane rings (outer first) and the label on them.
