@@ -150,6 +150,8 @@ void kstVectorEditLayer::on_SelectEdit_LeftClicked(QGraphicsSceneMouseEvent* eve
         const kstGeographicalCoordinatesPoint gcp = current->pix2gcp(local);
         m_memo->memo(LayerMemo::VertexInsert, current, vertexData(index, gcp));
         current->insertVertex(index, gcp);
+        // The new vertex may widen the extent, which later moves start from.
+        current->resetShape(current->curMpp(), current->curProj());
         return;
     }
     kstVectorShape* hit = currentHoverShape(event->scenePos());
