@@ -1,6 +1,7 @@
 #include "kstExportCommand.h"
 
 #include "VectorFileExportFactory.h"
+#include "kstCommandLine.h"
 #include "kstProgressBar.h"
 #include "kstVectorCollect.h"
 #include "kstVectorFileExport.h"
@@ -181,13 +182,9 @@ int kstExportCommand::run(const QStringList& args, QTextStream& out, QTextStream
             if (!charsetOf(args.at(++i), charset))
                 return usage(err, QStringLiteral("unknown character set \"%1\"").arg(args.at(i)));
         } else if (arg == QLatin1String("--layers")) {
-            for (const QString& part : args.at(++i).split(QLatin1Char(','))) {
-                bool ok = false;
-                const int index = part.trimmed().toInt(&ok);
-                if (!ok || index < 0)
-                    return usage(err, QStringLiteral("bad layer index \"%1\"").arg(part));
-                indices.append(index);
-            }
+            QString bad;
+            if (!kstCommandLine::layerIndices(args.at(++i), indices, bad))
+                return usage(err, QStringLiteral("bad layer index \"%1\"").arg(bad));
         } else if (arg.startsWith(QLatin1Char('-')) || !file.isEmpty()) {
             return usage(err, QStringLiteral("unexpected argument \"%1\"").arg(arg));
         } else {

@@ -1,5 +1,6 @@
 #include "kstImportCommand.h"
 
+#include "kstCommandLine.h"
 #include "kstProgressBar.h"
 #include "kstTextCode.h"
 #include "kstTileResulotion.h"
@@ -120,13 +121,9 @@ int kstImportCommand::run(const QStringList& args, QTextStream& out, QTextStream
                 continue;
             }
             layersGiven = true;
-            for (const QString& part : value.split(QLatin1Char(','))) {
-                bool ok = false;
-                const int index = part.trimmed().toInt(&ok);
-                if (!ok || index < 0)
-                    return usage(err, QStringLiteral("bad layer index \"%1\"").arg(part));
-                indices.append(index);
-            }
+            QString bad;
+            if (!kstCommandLine::layerIndices(value, indices, bad))
+                return usage(err, QStringLiteral("bad layer index \"%1\"").arg(bad));
         } else if (arg.startsWith(QLatin1Char('-')) || !file.isEmpty()) {
             return usage(err, QStringLiteral("unexpected argument \"%1\"").arg(arg));
         } else {
