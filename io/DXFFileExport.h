@@ -13,6 +13,8 @@ class KSTVECTOR_EXPORT DXFFileExport : public kstVectorFileExport
 
 public:
     explicit DXFFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~DXFFileExport() override { stopExport(); }
 
 protected:
     OGRLayer* getLayer(kstVectorLayer* layer) override;

@@ -12,6 +12,8 @@ class KSTVECTOR_EXPORT GPXFileExport : public kstVectorFileExport
 
 public:
     explicit GPXFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~GPXFileExport() override { stopExport(); }
 
 protected:
     void setFeatureStyles(kstVectorCollect*, OGRFeature*, OGRLayer*, OGRStyleTable*) override {}

@@ -11,6 +11,8 @@ class KSTVECTOR_EXPORT GeoJSONFileExport : public kstVectorFileExport
 
 public:
     explicit GeoJSONFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~GeoJSONFileExport() override { stopExport(); }
 
 protected:
     OGRLayer* getLayer(kstVectorLayer* layer) override;

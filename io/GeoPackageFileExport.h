@@ -11,6 +11,8 @@ class KSTVECTOR_EXPORT GeoPackageFileExport : public kstVectorFileExport
 
 public:
     explicit GeoPackageFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~GeoPackageFileExport() override { stopExport(); }
 
 protected:
     void setFeatureStyles(kstVectorCollect*, OGRFeature*, OGRLayer*, OGRStyleTable*) override {}

@@ -11,6 +11,8 @@ class KSTVECTOR_EXPORT KMLFileExport : public kstVectorFileExport
 
 public:
     explicit KMLFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~KMLFileExport() override { stopExport(); }
 };
 
 } // namespace Kestrum

@@ -13,6 +13,8 @@ class KSTVECTOR_EXPORT MIFFileExport : public kstVectorFileExport
 
 public:
     explicit MIFFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~MIFFileExport() override { stopExport(); }
 
 protected:
     OGRFeature* getFeature(kstVectorCollect* collect, OGRFeatureDefn* definition, OGRStyleTable* styleTable) override;

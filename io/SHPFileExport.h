@@ -11,6 +11,8 @@ class KSTVECTOR_EXPORT SHPFileExport : public kstVectorFileExport
 
 public:
     explicit SHPFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~SHPFileExport() override { stopExport(); }
 
 protected:
     OGRLayer* getLayer(kstVectorLayer* layer) override;

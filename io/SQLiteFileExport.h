@@ -11,6 +11,8 @@ class KSTVECTOR_EXPORT SQLiteFileExport : public kstVectorFileExport
 
 public:
     explicit SQLiteFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~SQLiteFileExport() override { stopExport(); }
 
 protected:
     void setFeatureStyles(kstVectorCollect*, OGRFeature*, OGRLayer*, OGRStyleTable*) override {}

@@ -13,6 +13,8 @@ class KSTVECTOR_EXPORT TABFileExport : public kstVectorFileExport
 
 public:
     explicit TABFileExport(QObject* parent = nullptr);
+    // Stops a running export while this exporter's steps still exist.
+    ~TABFileExport() override { stopExport(); }
 
 protected:
     OGRFeature* getFeature(kstVectorCollect* collect, OGRFeatureDefn* definition, OGRStyleTable* styleTable) override;

@@ -189,8 +189,9 @@ kstVectorFileExport::kstVectorFileExport(QObject* parent)
 
 kstVectorFileExport::~kstVectorFileExport()
 {
-    // A QThread must not be destroyed while it runs; a host that deletes a
-    // running exporter stops it here.
+    // A QThread must not be destroyed while it runs. The format exporters stop
+    // in their own destructors, before their steps are gone; this catches an
+    // exporter of another kind.
     if (m_thread.isRunning()) {
         m_stop = true;
         m_thread.quit();
