@@ -1,6 +1,7 @@
 #include "kstVectorEditLayer.h"
 
 #include "kstCorrection.h"
+#include "kstPipelinedMap.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
 #include "kstTileMapView.h"
@@ -20,12 +21,10 @@
 #include <QTransform>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <memory>
 #include <vector>
 #include <QGraphicsScene>
-#include <QtConcurrent>
 
 namespace Kestrum {
 
@@ -65,31 +64,9 @@ void indexScene(QGraphicsScene* scene, int items)
         scene->items(QRectF(0, 0, 1, 1));
 }
 
-// The pool threads and the GUI thread hand data over through Qt's thread
-// pool, whose locks a race detector does not see; this pair of atomics makes
-// the hand-over explicit: everything written before start() is seen by the
-// steps, everything a step writes is seen after finish().
-class PoolHandOver
-{
-public:
-    void start() { m_started.store(true, std::memory_order_release); }
-    void stepBegins() const { m_started.load(std::memory_order_acquire); }
-    void stepEnds() { m_steps.fetch_add(1, std::memory_order_acq_rel); }
-    int finish() const { return m_steps.load(std::memory_order_acquire); }
-
-private:
-    std::atomic<bool> m_started{false};
-    std::atomic<int> m_steps{0};
-};
-
 struct ShapeSyncUpdateHold__
 {
     kstVectorShape* shape;
-    kstProjection* projection;
-    kstMeterPerPixle__ mpp;
-    // Read on the GUI thread before the pool starts.
-    const kstShapeScale* scale;
-    PoolHandOver* handOver;
     // The shape's own frame, filled by the pool and stored by the GUI thread.
     kstShapeFrame* frame;
     bool computed;
@@ -98,40 +75,14 @@ struct ShapeSyncUpdateHold__
 struct ShapeSyncCorrectHold__
 {
     kstVectorShape* shape;
-    kstCorrection* correction;
-    bool in;
-    PoolHandOver* handOver;
     QVector<QPolygonF> rings; // the corrected geographic points
     bool computed;
 };
-
-// One shape's frame on a pool thread: pure data, nothing of the item or the
-// scene is touched.
-void computeShapeFrame(ShapeSyncUpdateHold__& hold)
-{
-    hold.handOver->stepBegins();
-    hold.frame = &hold.shape->frameBuffer();
-    hold.computed = hold.shape->computeFrame(*hold.frame, *hold.scale);
-    hold.handOver->stepEnds();
-}
 
 QPointF correctedPoint(const QPointF& p, kstCorrection* correction, bool in)
 {
     const GCP gcp(p.x(), p.y());
     return kstVectorShape::gcp2pt(in ? correction->correctIn(gcp) : correction->correctOut(gcp));
-}
-
-// One shape's corrected points on a pool thread; they are stored on the GUI thread.
-void computeCorrection(ShapeSyncCorrectHold__& hold)
-{
-    hold.handOver->stepBegins();
-    hold.computed = hold.shape->geoRings(hold.rings);
-    if (hold.computed) {
-        for (QPolygonF& ring : hold.rings)
-            for (QPointF& p : ring)
-                p = correctedPoint(p, hold.correction, hold.in);
-    }
-    hold.handOver->stepEnds();
 }
 
 void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correction, bool in)
@@ -143,20 +94,29 @@ void correctShapes(const QList<kstVectorShape*>& shapes, kstCorrection* correcti
             in ? shape->correctInShape(correction) : shape->correctOutShape(correction);
         return;
     }
-    PoolHandOver handOver;
     std::vector<ShapeSyncCorrectHold__> holds;
     holds.reserve(shapes.size());
     for (kstVectorShape* shape : shapes)
-        holds.push_back({shape, correction, in, &handOver, {}, false});
-    handOver.start();
-    QtConcurrent::blockingMap(holds, computeCorrection);
-    handOver.finish();
-    for (ShapeSyncCorrectHold__& hold : holds) {
-        if (hold.computed)
-            hold.shape->setGeoRings(hold.rings);
-        else
-            in ? hold.shape->correctInShape(correction) : hold.shape->correctOutShape(correction);
-    }
+        holds.push_back({shape, {}, false});
+    // The corrected points are computed on the pool and stored on the GUI thread.
+    kstPipelinedMap::run(
+        int(holds.size()),
+        [&](int i) {
+            ShapeSyncCorrectHold__& hold = holds[size_t(i)];
+            hold.computed = hold.shape->geoRings(hold.rings);
+            if (!hold.computed)
+                return;
+            for (QPolygonF& ring : hold.rings)
+                for (QPointF& p : ring)
+                    p = correctedPoint(p, correction, in);
+        },
+        [&](int i) {
+            ShapeSyncCorrectHold__& hold = holds[size_t(i)];
+            if (hold.computed)
+                hold.shape->setGeoRings(hold.rings);
+            else
+                in ? hold.shape->correctInShape(correction) : hold.shape->correctOutShape(correction);
+        });
 }
 
 } // namespace
@@ -804,32 +764,37 @@ void kstVectorEditLayer::updateShapes()
         return;
     }
     // The pool computes each shape's frame; only the GUI thread touches the
-    // items and the scene, storing the frames in shape order.
+    // items and the scene, storing the frames in shape order while the pool
+    // computes the frames of later shapes.
     const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
-    PoolHandOver handOver;
     std::vector<ShapeSyncUpdateHold__> holds;
     holds.reserve(shapes.size());
     for (kstVectorShape* shape : shapes)
-        holds.push_back({shape, proj, mpp, &scale, &handOver, nullptr, false});
-    handOver.start();
-    QtConcurrent::blockingMap(holds, computeShapeFrame);
-    handOver.finish();
+        holds.push_back({shape, nullptr, false});
     // Storing touches every item once; the memory of the items a few ahead is
     // fetched while one is stored.
     constexpr size_t kAhead = 8;
     for (size_t i = 0; i < std::min(kAhead, holds.size()); ++i)
         __builtin_prefetch(holds[i].shape);
-    for (size_t i = 0; i < holds.size(); ++i) {
-        if (i + 2 * kAhead < holds.size())
-            __builtin_prefetch(holds[i + 2 * kAhead].shape);
-        if (i + kAhead < holds.size())
-            holds[i + kAhead].shape->prefetchFrameStore();
-        ShapeSyncUpdateHold__& hold = holds[i];
-        if (hold.computed)
-            hold.shape->applyFrame(*hold.frame);
-        else
-            hold.shape->updateShape(mpp, proj, true);
-    }
+    kstPipelinedMap::run(
+        int(holds.size()),
+        [&](int i) {
+            ShapeSyncUpdateHold__& hold = holds[size_t(i)];
+            hold.frame = &hold.shape->frameBuffer();
+            hold.computed = hold.shape->computeFrame(*hold.frame, scale);
+        },
+        [&](int index) {
+            const size_t i = size_t(index);
+            if (i + 2 * kAhead < holds.size())
+                __builtin_prefetch(holds[i + 2 * kAhead].shape);
+            if (i + kAhead < holds.size())
+                holds[i + kAhead].shape->prefetchFrameStore();
+            ShapeSyncUpdateHold__& hold = holds[i];
+            if (hold.computed)
+                hold.shape->applyFrame(*hold.frame);
+            else
+                hold.shape->updateShape(mpp, proj, true);
+        });
 }
 
 void kstVectorEditLayer::showVectorLayer()

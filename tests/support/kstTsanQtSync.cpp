@@ -1,9 +1,8 @@
 // ThreadSanitizer sees the synchronisation of instrumented code and of the
 // pthread calls it intercepts, but Qt is not instrumented, and QMutex locks
 // through futexes that ThreadSanitizer never hears of. Every access that a
-// QMutex orders then looks like a race: for example the reduce step of
-// QtConcurrent::blockingMappedReduced, whose template code is compiled into
-// the library and whose mutex lives in QtCore.
+// QMutex orders then looks like a race: for example a test's own log of
+// signals guarded by a QMutex, or QThread's start and wait.
 //
 // This file is linked into the threaded tests of the ThreadSanitizer build
 // only. It defines the out-of-line lock operations that code outside QtCore
