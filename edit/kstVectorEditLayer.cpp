@@ -769,8 +769,10 @@ void kstVectorEditLayer::updateShapes()
     const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
     std::vector<ShapeSyncUpdateHold__> holds;
     holds.reserve(shapes.size());
+    // Each shape's frame buffer is made here, so that the pool only fills it
+    // while the GUI thread looks ahead at the shapes it stores next.
     for (kstVectorShape* shape : shapes)
-        holds.push_back({shape, nullptr, false});
+        holds.push_back({shape, &shape->frameBuffer(), false});
     // Storing touches every item once; the memory of the items a few ahead is
     // fetched while one is stored.
     constexpr size_t kAhead = 8;
@@ -780,7 +782,6 @@ void kstVectorEditLayer::updateShapes()
         int(holds.size()),
         [&](int i) {
             ShapeSyncUpdateHold__& hold = holds[size_t(i)];
-            hold.frame = &hold.shape->frameBuffer();
             hold.computed = hold.shape->computeFrame(*hold.frame, scale);
         },
         [&](int index) {

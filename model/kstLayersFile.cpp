@@ -17,6 +17,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
+
+#ifdef Q_OS_UNIX
+#include <sys/mman.h>
+#endif
 
 namespace Kestrum {
 
@@ -34,6 +40,55 @@ void prepare(QDataStream& stream)
     stream.setByteOrder(QDataStream::BigEndian);
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
 }
+
+// Memory for the read-ahead chunk, taken from the system rather than the
+// heap where it can: a large heap block first merges every small block freed
+// before it (all the shape parts of a document just closed), and a chunk
+// freed to the system would raise the heap's threshold for the next one.
+class ChunkMemory
+{
+public:
+    ChunkMemory() = default;
+    explicit ChunkMemory(qint64 size) : m_size(size)
+    {
+#ifdef Q_OS_UNIX
+        void* pages = mmap(nullptr, size_t(size), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        m_data = pages == MAP_FAILED ? nullptr : static_cast<char*>(pages);
+        m_mapped = m_data != nullptr;
+#endif
+        if (!m_data)
+            m_data = new (std::nothrow) char[size_t(size)];
+        if (!m_data)
+            m_size = 0;
+    }
+    ~ChunkMemory() { release(); }
+    ChunkMemory(const ChunkMemory&) = delete;
+    ChunkMemory& operator=(const ChunkMemory&) = delete;
+    void swap(ChunkMemory& other) noexcept
+    {
+        std::swap(m_data, other.m_data);
+        std::swap(m_size, other.m_size);
+        std::swap(m_mapped, other.m_mapped);
+    }
+    char* data() const { return m_data; }
+    qint64 size() const { return m_size; }
+
+private:
+    void release()
+    {
+#ifdef Q_OS_UNIX
+        if (m_mapped) {
+            munmap(m_data, size_t(m_size));
+            return;
+        }
+#endif
+        delete[] m_data;
+    }
+
+    char* m_data = nullptr;
+    qint64 m_size = 0;
+    bool m_mapped = false;
+};
 
 // Where records come from. Each record is parsed from bytes in memory by
 // `parse`, which returns whether it succeeded and may be called again from
@@ -96,7 +151,9 @@ private:
         const qint64 unread = m_chunk.size() - m_chunkPos;
         const qint64 size = std::max(kChunkBytes, 2 * unread);
         if (m_capacity.size() < size) {
-            QByteArray grown(int(size), Qt::Uninitialized);
+            ChunkMemory grown(size);
+            if (grown.size() < size)
+                return false;
             std::memcpy(grown.data(), m_chunk.constData() + m_chunkPos, size_t(unread));
             m_capacity.swap(grown);
         } else {
@@ -120,7 +177,7 @@ private:
     QDataStream& m_in;
     kstRecordReader::Context m_context;
     bool m_readAhead;
-    QByteArray m_capacity; // owns the chunk's bytes
+    ChunkMemory m_capacity; // owns the chunk's bytes
     QByteArray m_chunk;    // the part of them read from the device
     qint64 m_chunkPos = 0;
 };
