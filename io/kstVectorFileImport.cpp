@@ -649,18 +649,7 @@ bool kstVectorFileImport::shapeDataFromOGR(OGRLineString* line, QVector<QPointF>
 {
     if (!line || line->getNumPoints() < 2)
         return false;
-    const int n = line->getNumPoints();
-    std::vector<double> xs(n), ys(n);
-    for (int i = 0; i < n; ++i) {
-        xs[i] = line->getX(i);
-        ys[i] = line->getY(i);
-    }
-    if (!toWgs84(n, xs.data(), ys.data()))
-        return false;
-    data.resize(n);
-    for (int i = 0; i < n; ++i)
-        data[i] = QPointF(xs[i], ys[i]);
-    return true;
+    return curveToWgs84(*line, line->getNumPoints(), data);
 }
 
 bool kstVectorFileImport::shapeDataFromOGR(OGRLinearRing* ring, QPolygonF& data)
@@ -673,10 +662,15 @@ bool kstVectorFileImport::shapeDataFromOGR(OGRLinearRing* ring, QPolygonF& data)
     const int n = ring->getNumPoints() - 1;
     if (n < 3)
         return false;
+    return curveToWgs84(*ring, n, data);
+}
+
+bool kstVectorFileImport::curveToWgs84(const OGRSimpleCurve& curve, int n, QVector<QPointF>& data)
+{
     std::vector<double> xs(n), ys(n);
     for (int i = 0; i < n; ++i) {
-        xs[i] = ring->getX(i);
-        ys[i] = ring->getY(i);
+        xs[i] = curve.getX(i);
+        ys[i] = curve.getY(i);
     }
     if (!toWgs84(n, xs.data(), ys.data()))
         return false;

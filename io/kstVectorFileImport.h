@@ -33,6 +33,7 @@ class OGRLineString;
 class OGRLinearRing;
 class OGRPoint;
 class OGRPolygon;
+class OGRSimpleCurve;
 class OGRStyleBrush;
 class OGRStylePen;
 class OGRStyleTable;
@@ -185,6 +186,8 @@ private:
     // transformation to WGS84 can be made or when a point is one the map
     // projection cannot represent.
     bool toWgs84(int n, double* xs, double* ys);
+    // The first n points of a line or ring, in WGS84.
+    bool curveToWgs84(const OGRSimpleCurve& curve, int n, QVector<QPointF>& data);
     bool representable(int n, const double* xs, const double* ys) const;
     // The projection shapes are prepared for: the view's, or Web Mercator.
     kstProjection* shapeProjection() const;

@@ -1,5 +1,7 @@
 #include "kstConvertCommand.h"
 
+#include "kstCommandLine.h"
+
 #include "kstExportCommand.h"
 #include "kstImportCommand.h"
 #include "kstProgressBar.h"
@@ -54,15 +56,9 @@ int kstConvertCommand::run(const QStringList& args, QTextStream& out, QTextStrea
     if (type < 0)
         return usage(err, QStringLiteral("unknown format \"%1\" (see kstvector formats)").arg(formatName));
 
-    GDALAllRegister();
-    GDALDataset* dataSource =
-        GDALDataset::FromHandle(GDALOpenEx(input.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
-    if (!dataSource) {
-        const QString why = QString::fromUtf8(CPLGetLastErrorMsg());
-        err << "kstvector: " << input << " is not a readable vector file" << (why.isEmpty() ? QString() : ": " + why)
-            << "\n";
+    GDALDataset* dataSource = kstCommandLine::openVectorFile(input, err);
+    if (!dataSource)
         return 1;
-    }
     QList<int> indices;
     for (int i = 0; i < dataSource->GetLayerCount(); ++i)
         indices.append(i);

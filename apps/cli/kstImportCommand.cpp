@@ -26,36 +26,19 @@ namespace {
 // Zoom level of the map view the imported shapes are prepared for.
 constexpr int kViewLevel = 12;
 
-QString kindName(int type)
-{
-    switch (type) {
-    case kstVectorShape::Type_Point: return QStringLiteral("point");
-    case kstVectorShape::Type_Line: return QStringLiteral("line");
-    case kstVectorShape::Type_Polygon: return QStringLiteral("polygon");
-    case kstVectorShape::Type_Rect: return QStringLiteral("rectangle");
-    case kstVectorShape::Type_Circle: return QStringLiteral("circle");
-    default: return QStringLiteral("unknown");
-    }
-}
-
 void describeLayer(int index, const kstVectorLayer& layer, QTextStream& out)
 {
-    QMap<QString, int> kinds;
-    int shapes = 0;
+    QString kinds;
+    const int shapes = kstCommandLine::countShapes(layer, kinds);
     QStringList labels;
     for (const kstVectorCollect* collect : layer.m_collects) {
-        for (const kstVectorShape* shape : collect->m_shapes) {
-            ++kinds[kindName(shape->shapeType())];
-            ++shapes;
-        }
-        if (labels.size() < 3 && !collect->m_text.isEmpty())
+        if (labels.size() == 3)
+            break;
+        if (!collect->m_text.isEmpty())
             labels.append(collect->m_text);
     }
     out << "layer " << index << ": \"" << layer.m_name << "\", " << layer.m_collects.size() << " collects, "
-        << shapes << " shapes";
-    for (auto it = kinds.cbegin(); it != kinds.cend(); ++it)
-        out << (it == kinds.cbegin() ? " (" : ", ") << it.value() << " " << it.key();
-    out << (kinds.isEmpty() ? "" : ")") << ", character set "
+        << shapes << " shapes" << kinds << ", character set "
         << (layer.m_charSet >= 0 && layer.m_charSet <= kstTextCode::UCS_4LE
                 ? kstTextCode::charsetString(kstTextCode::CharSet(layer.m_charSet))
                 : QStringLiteral("unknown"))
@@ -135,15 +118,9 @@ int kstImportCommand::run(const QStringList& args, QTextStream& out, QTextStream
     if (output.isEmpty())
         output = QFileInfo(file).completeBaseName() + QStringLiteral(".kst");
 
-    GDALAllRegister();
-    GDALDataset* dataSource =
-        GDALDataset::FromHandle(GDALOpenEx(file.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
-    if (!dataSource) {
-        const QString why = QString::fromUtf8(CPLGetLastErrorMsg());
-        err << "kstvector: " << file << " is not a readable vector file" << (why.isEmpty() ? QString() : ": " + why)
-            << "\n";
+    GDALDataset* dataSource = kstCommandLine::openVectorFile(file, err);
+    if (!dataSource)
         return 1;
-    }
     const int layerCount = dataSource->GetLayerCount();
     if (!layersGiven) {
         for (int i = 0; i < layerCount; ++i)

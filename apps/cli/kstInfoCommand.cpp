@@ -1,5 +1,7 @@
 #include "kstInfoCommand.h"
 
+#include "kstCommandLine.h"
+
 #include "kstTextCode.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -15,18 +17,6 @@ using namespace Kestrum;
 
 namespace {
 
-QString kindName(int type)
-{
-    switch (type) {
-    case kstVectorShape::Type_Point: return QStringLiteral("point");
-    case kstVectorShape::Type_Line: return QStringLiteral("line");
-    case kstVectorShape::Type_Polygon: return QStringLiteral("polygon");
-    case kstVectorShape::Type_Rect: return QStringLiteral("rectangle");
-    case kstVectorShape::Type_Circle: return QStringLiteral("circle");
-    default: return QStringLiteral("unknown");
-    }
-}
-
 QString extentText(const GCP& lt, const GCP& rb)
 {
     if (lt.lon() > rb.lon())
@@ -37,22 +27,13 @@ QString extentText(const GCP& lt, const GCP& rb)
 
 void describeLayer(int index, const kstVectorLayer& layer, QTextStream& out)
 {
-    QMap<QString, int> kinds;
-    int shapes = 0;
-    for (const kstVectorCollect* collect : layer.m_collects) {
-        for (const kstVectorShape* shape : collect->m_shapes) {
-            ++kinds[kindName(shape->shapeType())];
-            ++shapes;
-        }
-    }
+    QString kinds;
+    const int shapes = kstCommandLine::countShapes(layer, kinds);
     GCP lt, rb;
     layer.getLayerExtent(lt, rb);
     out << "layer " << index << ": \"" << layer.m_name << "\"\n";
     out << "  geometry type: " << OGRGeometryTypeToName(layer.getType()) << "\n";
-    out << "  collects: " << layer.m_collects.size() << ", shapes: " << shapes;
-    for (auto it = kinds.cbegin(); it != kinds.cend(); ++it)
-        out << (it == kinds.cbegin() ? " (" : ", ") << it.value() << " " << it.key();
-    out << (kinds.isEmpty() ? "\n" : ")\n");
+    out << "  collects: " << layer.m_collects.size() << ", shapes: " << shapes << kinds << "\n";
     out << "  character set: " << kstTextCode::charsetString(kstTextCode::CharSet(layer.m_charSet)) << "\n";
     out << "  extent: " << extentText(lt, rb) << "\n";
     out << "  fields: " << layer.m_fieldNames.size() << "\n";
