@@ -631,9 +631,17 @@ void kstVectorEditLayer::resetZLevel()
 
 QList<kstVectorShape*> kstVectorEditLayer::allShapes() const
 {
+    // Every level change walks all shapes through this list: one allocation,
+    // and no list per collect.
+    int collects = 0;
+    for (const kstVectorLayer* layer : m_layers)
+        collects += layer->m_collects.size();
     QList<kstVectorShape*> shapes;
-    for (kstVectorLayer* layer : m_layers)
-        shapes += layerShapes(layer);
+    shapes.reserve(collects);
+    for (const kstVectorLayer* layer : m_layers)
+        for (const kstVectorCollect* collect : layer->m_collects)
+            for (kstVectorShape* shape : collect->m_shapes)
+                shapes.append(shape);
     return shapes;
 }
 
