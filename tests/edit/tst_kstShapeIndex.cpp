@@ -263,9 +263,10 @@ void tst_kstShapeIndex::answersAsTheSceneThroughEdits()
 
     // A hidden edit layer hides every shape.
     edit.hideVectorLayer();
-    QVERIFY(edit.shapeIndex()->items(shown.first()->sceneBoundingRect().center()).isEmpty());
-    QVERIFY(edit.scene()->items(shown.first()->sceneBoundingRect(), Qt::IntersectsItemShape).isEmpty()
-            || shapesOf(edit.scene()->items(shown.first()->sceneBoundingRect(), Qt::IntersectsItemShape)).isEmpty());
+    QueryCheck hidden(edit, "layer hidden");
+    QVERIFY(hidden.point(shown.first()->sceneBoundingRect().center()));
+    QVERIFY(hidden.rect(shown.first()->sceneBoundingRect(), Qt::IntersectsItemShape));
+    QCOMPARE(hidden.nonEmpty(), 0);
     edit.showVectorLayer();
     CHECK_QUERIES(edit, shown, 9, "shown again");
 
