@@ -275,10 +275,15 @@ void tst_kstShapeIndex::answersAsTheSceneThroughEdits()
     QCOMPARE(edit.shapeIndex()->size(), 0);
     kstVectorLayer::destoryLayer(mixed);
     kstVectorLayer::destoryLayer(copies);
+    // Shapes removed for good are in no collect any more: each goes with its own.
+    QList<kstVectorShape*> gone = removed.mid(100);
     for (int i = 1; i < 100; i += 2)
-        delete mixedShapes.at(i); // removed for good: in no collect any more
-    for (kstVectorShape* shape : removed.mid(100))
+        gone << mixedShapes.at(i);
+    for (kstVectorShape* shape : qAsConst(gone)) {
+        kstVectorCollect* collect = shape->shapeCollect();
         delete shape;
+        kstVectorCollect::deleteCollect(collect);
+    }
 }
 
 // A dragged selection is found where it was dropped (the drag moves items
