@@ -1,12 +1,12 @@
 #include "kstVectorShape.h"
 
 #include "kstCorrection.h"
+#include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorLayer.h"
-#include "kstShapeIndex.h"
 #include "kstWebMercatorProjection.h"
 
 #include <QCursor>
