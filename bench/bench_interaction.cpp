@@ -6,7 +6,12 @@
 // shapes are children of the edit layer, and the scene visits every child of
 // an item on each query (and re-sorts them after a z change, which every
 // selection makes), so each event pays a few of these whatever the handlers do.
+// The next row is that share of a click: a click selection changes z values,
+// and the scene's next lookup (of the item under the following press or
+// hover) first re-sorts the children. The edit layer's own handlers ask its
+// shape index instead; the row after shows one such query.
 #include "VectorPolygon.h"
+#include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorEditLayer.h"
@@ -74,6 +79,8 @@ double msPerStep(int repeats, const std::function<void(int)>& step)
 struct Figures
 {
     double query = 0;
+    double qtClick = 0;
+    double indexQuery = 0;
     double hover = 0;
     double hoverPainted = 0;
     double click = 0;
@@ -106,6 +113,21 @@ Figures measure(int shapes)
     // every child of the edit layer, so every hover and click pays this a few times.
     figures.query = msPerStep(kRepeats, [&](int i) {
         view.scene()->items(QPointF(spot(i)), Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
+    });
+
+    // Qt's part of a click: a z change (as a selection makes), then the
+    // scene's lookup of the item under the pointer.
+    kstVectorShape* raised = layer->m_collects.first()->m_shapes.first();
+    const qreal z = raised->zValue();
+    figures.qtClick = msPerStep(kRepeats / 4, [&](int i) {
+        raised->setZValue(i % 2 ? z : z + 1);
+        const QPointF at(spot(i));
+        view.scene()->items(at, Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
+    });
+    raised->setZValue(z);
+    // The same point query through the edit layer's shape index.
+    figures.indexQuery = msPerStep(kRepeats * 10, [&](int i) {
+        edit.shapeIndex()->items(QPointF(spot(i)));
     });
 
     // Hover while drawing a line: the rubber band snaps.
@@ -177,6 +199,8 @@ int main(int argc, char* argv[])
     std::printf("interaction, view 1200x800 at level %d; goal %.1f ms per step (60 Hz)\n", kLevel, kFrameMs);
     std::printf("%-44s %12s %12s %8s\n", "", "1 000 shapes", "100 000 shapes", "ratio");
     report("one scene item query at a point (baseline)", few.query, many.query);
+    report("Qt's share of a click: lookup after z change", few.qtClick, many.qtClick);
+    report("one shape index query at a point", few.indexQuery, many.indexQuery);
     report("hover move, drawing a line, snapping on", few.hover, many.hover);
     report("  the same with the view repainted", few.hoverPainted, many.hoverPainted);
     report("click selection", few.click, many.click);

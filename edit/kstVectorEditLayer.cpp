@@ -4,6 +4,7 @@
 #include "kstPipelinedMap.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
+#include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -139,6 +140,7 @@ kstVectorEditLayer::kstVectorEditLayer(QGraphicsItem* parent)
     setCursor(Qt::ArrowCursor);
     setAcceptedMouseButtons(Qt::LeftButton | Qt::RightButton);
     m_memo = new kstVectorLayerMemo(this);
+    m_shapeIndex = std::make_unique<kstShapeIndex>(this);
     connect(m_memo, &kstVectorLayerMemo::undoUsabilityChanged, this, &kstVectorEditLayer::undoUsabilityChanged);
     connect(m_memo, &kstVectorLayerMemo::redoUsabilityChanged, this, &kstVectorEditLayer::redoUsabilityChanged);
 }
@@ -149,6 +151,10 @@ kstVectorEditLayer::~kstVectorEditLayer()
     // The layers are the host's: their shapes must not die with this item.
     for (kstVectorLayer* layer : qAsConst(m_layers))
         detachShapes(layerShapes(layer));
+    // Shapes left as children die with this item, after the index is gone.
+    for (QGraphicsItem* child : childItems())
+        if (auto* shape = dynamic_cast<kstVectorShape*>(child))
+            shape->m_parentLayer = nullptr;
 }
 
 void kstVectorEditLayer::setLayerAction(Action action)
@@ -763,6 +769,7 @@ kstGeographicalCoordinatesPoint kstVectorEditLayer::layerGcp(const QPointF& p) c
 
 void kstVectorEditLayer::updateShapes()
 {
+    m_shapeIndex->invalidate();
     kstProjection* proj = mapView()->projection();
     const kstMeterPerPixle__ mpp = mapView()->resolution()->mpp(m_level);
     const QList<kstVectorShape*> shapes = allShapes();

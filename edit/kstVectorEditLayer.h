@@ -22,12 +22,15 @@
 #include <QRectF>
 #include <QSize>
 
+#include <memory>
+
 namespace Kestrum {
 
 class kstCorrection;
 class kstProjection;
 struct FourParamter__;
 class kstResulotion;
+class kstShapeIndex;
 class kstTileMapView;
 class kstVectorCollect;
 class kstVectorLayer;
@@ -82,6 +85,9 @@ public:
     int layerIndex(kstVectorLayer* layer) const { return m_layers.indexOf(layer); }
 
     kstVectorLayerMemo* memoer() const { return m_memo; }
+    // The spatial index of the child shapes that picking and snapping ask
+    // instead of the scene. Shapes keep it current themselves.
+    kstShapeIndex* shapeIndex() const { return m_shapeIndex.get(); }
 
     // Collects and shapes. The remove operations only detach (so that undo
     // can put things back); the delete operations destroy.
@@ -312,6 +318,7 @@ private:
     bool viewReady() const;
 
     kstVectorLayerMemo* m_memo = nullptr;
+    std::unique_ptr<kstShapeIndex> m_shapeIndex;
     int m_level = 0;
     kstPlaneCoordinatesPoint m_ltPcp;
     QSize m_viewSize;

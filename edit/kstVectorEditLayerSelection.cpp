@@ -4,6 +4,7 @@
 #include "kstVectorEditLayer.h"
 
 #include "kstProjection.h"
+#include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayerMemo.h"
@@ -91,10 +92,8 @@ kstVectorShape* kstVectorEditLayer::currentHoverShape(const QPointF& scenePos) c
 {
     if (!scene())
         return nullptr;
-    QList<kstVectorShape*> shapes;
-    for (QGraphicsItem* item : scene()->items(scenePos, Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform()))
-        if (auto* shape = dynamic_cast<kstVectorShape*>(item))
-            shapes.append(shape);
+    // The shapes the scene reports at the point, topmost first.
+    const QList<kstVectorShape*> shapes = m_shapeIndex->items(scenePos);
     if (shapes.size() <= 1)
         return shapes.value(0, nullptr);
     if (kstVectorShape* point = firstOfType(shapes, kstVectorShape::Type_Point))
@@ -219,8 +218,10 @@ void kstVectorEditLayer::on_SelectEdit_DragMove(QGraphicsSceneMouseEvent* event)
             if (!insideLayer(shape->brc().translated(shape->pos() + d)))
                 return;
         const QPointF snapped = shapeAdsorb(d, current);
-        for (kstVectorShape* shape : qAsConst(m_selectedShapes))
+        for (kstVectorShape* shape : qAsConst(m_selectedShapes)) {
             shape->moveBy(snapped.x(), snapped.y());
+            shape->notifyRectChange();
+        }
     } else if (current->action() == kstVectorShape::Action_MoveVertex) {
         const int index = current->currentVertexHoverIndex();
         const kstGeographicalCoordinatesPoint gcp = layerGcp(vertexAdsorb(event->pos(), nullptr));
@@ -260,11 +261,9 @@ void kstVectorEditLayer::selectShapesInScene(const QPainterPath& scenePath, Qt::
 {
     if (!scene())
         return;
-    for (QGraphicsItem* item : scene()->items(scenePath, mode, Qt::DescendingOrder, QTransform())) {
-        auto* shape = dynamic_cast<kstVectorShape*>(item);
-        if (shape && !m_selectedShapes.contains(shape))
+    for (kstVectorShape* shape : m_shapeIndex->items(scenePath, mode))
+        if (!m_selectedShapes.contains(shape))
             selectShape(shape);
-    }
 }
 
 void kstVectorEditLayer::hoverBoxSelect(const QPointF& pos)

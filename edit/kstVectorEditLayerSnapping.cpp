@@ -2,6 +2,7 @@
 
 #include "kstVectorEditLayer.h"
 
+#include "kstShapeIndex.h"
 #include "kstVectorShape.h"
 #include "VectorCircle.h"
 #include "VectorLine.h"
@@ -57,14 +58,10 @@ QList<kstVectorShape*> kstVectorEditLayer::snapShapes(const QRectF& rect, kstVec
     QList<kstVectorShape*> shapes;
     if (!scene())
         return shapes;
-    // Topmost first; the scene walks every shape, so one query serves many vertices.
-    const QList<QGraphicsItem*> items =
-        scene()->items(rect.translated(pos()), Qt::IntersectsItemShape, Qt::DescendingOrder, QTransform());
-    for (QGraphicsItem* item : items) {
-        auto* shape = dynamic_cast<kstVectorShape*>(item);
-        if (shape && shape != excluded)
+    // Topmost first, as the scene reports them.
+    for (kstVectorShape* shape : m_shapeIndex->items(rect.translated(pos()), Qt::IntersectsItemShape))
+        if (shape != excluded)
             shapes.append(shape);
-    }
     return shapes;
 }
 

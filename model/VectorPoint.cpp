@@ -192,6 +192,7 @@ void VectorPoint::updateBoundingRect(const kstMeterPerPixle__&, kstProjection*)
         m_brc = QRectF(QPointF(-m_markerAnchor.x(), -m_markerAnchor.y()), QSizeF(m_markerIcon.size()));
     else
         m_brc = QRectF(-m_pointSize * 0.5, -m_pointSize * 0.5, m_pointSize, m_pointSize);
+    notifyRectChange();
 }
 
 void VectorPoint::updatePixsData(const kstMeterPerPixle__&, kstProjection*)

@@ -1,6 +1,7 @@
 #include "kstVectorShape.h"
 
 #include "kstCorrection.h"
+#include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
@@ -114,9 +115,15 @@ kstVectorShape::kstVectorShape(kstVectorEditLayer* layer)
     });
     setFlags(QGraphicsItem::ItemStacksBehindParent);
     setAcceptHoverEvents(true);
+    if (layer)
+        layer->shapeIndex()->insert(this);
 }
 
-kstVectorShape::~kstVectorShape() = default;
+kstVectorShape::~kstVectorShape()
+{
+    if (m_parentLayer)
+        m_parentLayer->shapeIndex()->remove(this);
+}
 
 // --- QGraphicsItem -------------------------------------------------------
 
@@ -166,6 +173,7 @@ void kstVectorShape::updatePosition(const kstMeterPerPixle__& mpp, kstProjection
 {
     m_layoutPos = getPosition(mpp, proj);
     setPos(m_layoutPos);
+    notifyRectChange();
 }
 
 QPointF kstVectorShape::getPosition(const kstMeterPerPixle__& mpp, kstProjection* proj)
@@ -254,6 +262,7 @@ void kstVectorShape::applyFrame(kstShapeFrame& frame)
     m_labels.swap(frame.labels);
     m_labelWindow = frame.labelWindow;
     m_shapePathStale = true;
+    notifyRectChange();
 }
 
 bool kstVectorShape::extentOf(const QVector<QPolygonF>& rings, GCP& lt, GCP& rb)
@@ -412,8 +421,21 @@ void kstVectorShape::setShapeSelected(bool selected)
 
 void kstVectorShape::setParentLayer(kstVectorEditLayer* layer)
 {
+    // A shape that becomes a child anew stacks above its siblings of equal z.
+    const bool joinsAnew = parentItem() != layer;
+    if (m_parentLayer && m_parentLayer != layer)
+        m_parentLayer->shapeIndex()->remove(this);
     m_parentLayer = layer;
     setParentItem(layer);
+    if (layer)
+        layer->shapeIndex()->insert(this, joinsAnew);
+}
+
+void kstVectorShape::notifyRectChange()
+{
+    // Shapes built off the GUI thread have no edit layer yet.
+    if (m_parentLayer)
+        m_parentLayer->shapeIndex()->markDirty(this);
 }
 
 void kstVectorShape::setShapeCollect(kstVectorCollect* collect, int index)
@@ -611,6 +633,7 @@ void kstVectorShape::updateBoundingRectFromExtent(const kstMeterPerPixle__& mpp,
     // The scene must learn of the change before the rectangle changes.
     prepareGeometryChange();
     m_brc = brcOf(m_ltGcp, m_rbGcp, currentPlane(proj), mpp);
+    notifyRectChange();
 }
 
 QPointF kstVectorShape::itemPix(const QPointF& geo, const kstMeterPerPixle__& mpp, kstProjection* proj) const

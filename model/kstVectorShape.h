@@ -204,6 +204,9 @@ protected:
     void hoverLeaveEvent(QGraphicsSceneHoverEvent* event) override;
 
     void setShapeLayerZLevel(int level) { m_zLevel = level; }
+    // Tells the edit layer that the shape's rectangle there may have changed
+    // (position or bounding rectangle); GUI thread only.
+    void notifyRectChange();
     // The handle square of side m_vertexSize centred on a pixel.
     static QRectF vertexRect(const QPointF& pix);
     static void drawOutlineText(QPainter* painter, const QString& text, const QRectF& rect,
