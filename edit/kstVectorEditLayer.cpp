@@ -18,6 +18,7 @@
 #include "VectorRect.h"
 
 #include <QCursor>
+#include <QSet>
 #include <QPainter>
 #include <QTransform>
 
@@ -494,12 +495,32 @@ void kstVectorEditLayer::setShapeSelected(kstVectorShape* shape, bool selected)
 
 void kstVectorEditLayer::setShapesSelecte(const QList<kstVectorShape*>& shapes, bool selected)
 {
-    for (kstVectorShape* shape : shapes) {
-        if (!selected)
-            unselectShape(shape);
-        else if (!m_selectedShapes.contains(shape))
-            selectShape(shape);
+    // A layer of 100 000 shapes is selected in one go: membership is looked
+    // up in a set, not in the list, and the list is rewritten once.
+    QSet<kstVectorShape*> listed(m_selectedShapes.cbegin(), m_selectedShapes.cend());
+    if (selected) {
+        for (kstVectorShape* shape : shapes) {
+            if (!shape || listed.contains(shape))
+                continue;
+            listed.insert(shape);
+            m_selectedShapes.append(shape);
+            shape->setZValue(m_selectedZLevel);
+            shape->setShapeSelected(true);
+        }
+        return;
     }
+    QSet<kstVectorShape*> dropped;
+    for (kstVectorShape* shape : shapes) {
+        if (!shape)
+            continue;
+        if (listed.contains(shape))
+            dropped.insert(shape);
+        shape->setShapeSelected(false);
+    }
+    if (!dropped.isEmpty())
+        m_selectedShapes.erase(std::remove_if(m_selectedShapes.begin(), m_selectedShapes.end(),
+                                              [&](kstVectorShape* shape) { return dropped.contains(shape); }),
+                               m_selectedShapes.end());
 }
 
 void kstVectorEditLayer::setCollectSelecte(kstVectorCollect* collect, bool selected)
@@ -510,10 +531,8 @@ void kstVectorEditLayer::setCollectSelecte(kstVectorCollect* collect, bool selec
 
 void kstVectorEditLayer::setLayerSelecte(kstVectorLayer* layer, bool selected)
 {
-    if (!layer)
-        return;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-        setCollectSelecte(collect, selected);
+    if (layer)
+        setShapesSelecte(layerShapes(layer), selected);
 }
 
 void kstVectorEditLayer::clearSelected()

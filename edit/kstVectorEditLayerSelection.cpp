@@ -261,9 +261,7 @@ void kstVectorEditLayer::selectShapesInScene(const QPainterPath& scenePath, Qt::
 {
     if (!scene())
         return;
-    for (kstVectorShape* shape : m_shapeIndex->items(scenePath, mode))
-        if (!m_selectedShapes.contains(shape))
-            selectShape(shape);
+    setShapesSelecte(m_shapeIndex->items(scenePath, mode), true);
 }
 
 void kstVectorEditLayer::hoverBoxSelect(const QPointF& pos)
