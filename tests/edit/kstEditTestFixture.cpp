@@ -76,6 +76,14 @@ void EditFixture::click(const QPoint& p, Qt::KeyboardModifiers modifiers)
     QTest::mouseClick(m_view->viewport(), Qt::LeftButton, modifiers, p);
 }
 
+void EditFixture::clickEach(const QList<QPoint>& points)
+{
+    for (const QPoint& p : points) {
+        hover(p);
+        click(p);
+    }
+}
+
 void EditFixture::press(const QPoint& p)
 {
     QTest::mousePress(m_view->viewport(), Qt::LeftButton, Qt::NoModifier, p);

@@ -42,6 +42,8 @@ public:
 
     // Mouse input on the viewport at viewport pixels.
     void click(const QPoint& p, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+    // Moves the pointer to each point in turn and clicks there, as a hand does.
+    void clickEach(const QList<QPoint>& points);
     void press(const QPoint& p);
     void release(const QPoint& p);
     void hover(const QPoint& p);

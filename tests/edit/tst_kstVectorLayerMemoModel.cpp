@@ -201,13 +201,26 @@ private:
         return shapes;
     }
 
-    kstVectorShape* anyShape(std::initializer_list<kstVectorShape::Shape_Type> types)
+    // A shown shape of one of the types, of any type when none is given.
+    kstVectorShape* anyShape(std::initializer_list<kstVectorShape::Shape_Type> types = {})
     {
         QList<kstVectorShape*> candidates;
         for (kstVectorShape* shape : shownShapes())
-            if (std::find(types.begin(), types.end(), shape->shapeType()) != types.end())
+            if (types.size() == 0 || std::find(types.begin(), types.end(), shape->shapeType()) != types.end())
                 candidates << shape;
         return candidates.isEmpty() ? nullptr : candidates.at(m_rng.bounded(candidates.size()));
+    }
+
+    // One to `most` distinct shown shapes (none when nothing is shown).
+    QList<kstVectorShape*> someShapes(int most)
+    {
+        QList<kstVectorShape*> shapes;
+        for (int i = 0, n = 1 + m_rng.bounded(most); i < n; ++i) {
+            kstVectorShape* shape = anyShape();
+            if (shape && !shapes.contains(shape))
+                shapes << shape;
+        }
+        return shapes;
     }
 
     void moveView()
@@ -273,9 +286,7 @@ private:
 
     void removeShapes()
     {
-        kstVectorShape* one = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                        kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                        kstVectorShape::Type_Circle});
+        kstVectorShape* one = anyShape();
         if (one && one->shapeCollect()->m_shapes.size() > 1 && m_rng.bounded(2) == 0) {
             // Several parts of one feature, in no particular order.
             QList<kstVectorShape*> parts = one->shapeCollect()->m_shapes;
@@ -285,14 +296,7 @@ private:
             m_edit.removeShapes(parts);
             return;
         }
-        QList<kstVectorShape*> shapes;
-        for (int i = 0, n = 1 + m_rng.bounded(3); i < n; ++i) {
-            kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                              kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                              kstVectorShape::Type_Circle});
-            if (shape && !shapes.contains(shape))
-                shapes << shape;
-        }
+        const QList<kstVectorShape*> shapes = someShapes(3);
         if (shapes.isEmpty())
             return;
         m_memo->memo(LayerMemo::ShapesRemove, shapes, Data());
@@ -301,14 +305,7 @@ private:
 
     void moveShapes()
     {
-        QList<kstVectorShape*> shapes;
-        for (int i = 0, n = 1 + m_rng.bounded(4); i < n; ++i) {
-            kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                              kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                              kstVectorShape::Type_Circle});
-            if (shape && !shapes.contains(shape))
-                shapes << shape;
-        }
+        const QList<kstVectorShape*> shapes = someShapes(4);
         if (shapes.isEmpty())
             return;
         QList<GCP> lts;
@@ -378,9 +375,7 @@ private:
 
     void moveVertex()
     {
-        kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                          kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                          kstVectorShape::Type_Circle});
+        kstVectorShape* shape = anyShape();
         if (!shape)
             return;
         int index = m_rng.bounded(shape->vertexCount());

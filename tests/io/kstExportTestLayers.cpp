@@ -5,8 +5,9 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
-#include "kstVectorCollect.h"
+#include "kstGdalTestSupport.h"
 #include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
 #include "kstVectorFileExport.h"
 #include "kstVectorFileImport.h"
 #include "kstWebMercatorProjection.h"
@@ -346,8 +347,7 @@ QStringList runExport(kstVectorFileExport* exporter, const QString& path, const 
 QList<kstVectorLayer*> importFile(const QString& path)
 {
     QList<kstVectorLayer*> layers;
-    GDALDataset* dataSource =
-        GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+    GDALDataset* dataSource = openVector(path).release();
     if (!dataSource)
         return layers;
     QList<int> indices;

@@ -12,6 +12,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "kstExportTestLayers.h"
+#include "kstGdalTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
@@ -32,20 +33,6 @@ using namespace Kestrum;
 using namespace Kestrum::ExportTestLayers;
 
 namespace {
-
-struct Closer
-{
-    void operator()(GDALDataset* d) const { GDALClose(d); }
-    void operator()(OGRFeature* f) const { OGRFeature::DestroyFeature(f); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, Closer>;
-using FeaturePtr = std::unique_ptr<OGRFeature, Closer>;
-
-DatasetPtr openVector(const QString& path)
-{
-    return DatasetPtr(
-        GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr)));
-}
 
 // Every signal as it is sent, with whether the exporter then belonged to the
 // application's main thread.

@@ -8,6 +8,7 @@
 #include "kstVectorCollect.h"
 #include "kstVectorFileImport.h"
 #include "kstVectorLayer.h"
+#include "kstGdalTestSupport.h"
 #include "kstWebMercatorProjection.h"
 
 #include <QDir>
@@ -34,26 +35,6 @@
 using namespace Kestrum;
 
 namespace {
-
-struct Closer
-{
-    void operator()(GDALDataset* d) const { GDALClose(d); }
-    void operator()(OGRFeature* f) const { OGRFeature::DestroyFeature(f); }
-    void operator()(OGRCoordinateTransformation* ct) const { OGRCoordinateTransformation::DestroyCT(ct); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, Closer>;
-using FeaturePtr = std::unique_ptr<OGRFeature, Closer>;
-
-GDALDataset* openVector(const QString& path)
-{
-    return GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
-}
-
-DatasetPtr createVector(const char* driver, const QString& path)
-{
-    return DatasetPtr(GetGDALDriverManager()->GetDriverByName(driver)->Create(path.toUtf8().constData(), 0, 0, 0,
-                                                                             GDT_Unknown, nullptr));
-}
 
 OGRLayer* createLayer(GDALDataset* dataSource, const char* name, const QStringList& fields = {},
                       const char* option = nullptr, int epsg = 4326)
@@ -291,7 +272,7 @@ void tst_kstVectorFileImport::shapefileCharacterSets()
 
     for (int i = 0; charSet < 0 && i < names.size(); ++i)
         QTest::ignoreMessage(QtDebugMsg, "encode invalid CharSet");
-    const Import imported(openVector(folder + QStringLiteral("/places.shp")));
+    const Import imported(openVector(folder + QStringLiteral("/places.shp")).release());
     QVERIFY(imported.ok);
     QCOMPARE(imported[0].m_charSet, charSet);
     QCOMPARE(imported[0].m_labelField, QStringLiteral("NAME"));
@@ -334,7 +315,7 @@ void tst_kstVectorFileImport::mapInfoTablesAreGbk()
             OGRLayer* layer = createLayer(dataSource.get(), "t", {"Name"}, c.options);
             addFeature(layer, "POINT(113.5 22.2)", [&](OGRFeature& f) { f.SetField(0, c.bytes.constData()); });
         }
-        const Import imported(openVector(tab));
+        const Import imported(openVector(tab).release());
         QVERIFY(imported.ok);
         QCOMPARE(imported[0].m_charSet, int(c.charSet));
         QCOMPARE(imported.collects().at(0)->m_text, name);
@@ -347,10 +328,10 @@ void tst_kstVectorFileImport::projectedLayerComesBackInDegrees()
     const QString projected = m_dir.filePath(QStringLiteral("world_3857.gpkg"));
     QVector<QPointF> expected; // every ring point but the closing repeat, in file order
     {
-        DatasetPtr in(openVector(source));
+        const DatasetPtr in = openVector(source);
         DatasetPtr out = createVector("GPKG", projected);
         OGRLayer* layer = createLayer(out.get(), "world", {}, nullptr, 3857);
-        std::unique_ptr<OGRCoordinateTransformation, Closer> ct(
+        std::unique_ptr<OGRCoordinateTransformation, GdalCloser> ct(
             OGRCreateCoordinateTransformation(in->GetLayer(0)->GetSpatialRef(), layer->GetSpatialRef()));
         QVERIFY(ct);
         while (FeaturePtr feature = FeaturePtr(in->GetLayer(0)->GetNextFeature())) {
@@ -378,8 +359,8 @@ void tst_kstVectorFileImport::projectedLayerComesBackInDegrees()
         return all;
     };
 
-    const Import direct(openVector(source));
-    const Import mercator(openVector(projected));
+    const Import direct(openVector(source).release());
+    const Import mercator(openVector(projected).release());
     QVERIFY(direct.ok && mercator.ok);
     QCOMPARE(direct[0].m_charSet, int(kstTextCode::UTF_8));
     QVERIFY(mercator[0].m_srsWkt.contains(QLatin1String("PROJCS[\"WGS 84 / Pseudo-Mercator\",\n")));
@@ -415,7 +396,7 @@ void tst_kstVectorFileImport::geometryKinds()
             addFeature(layer, wkt, [&name](OGRFeature& f) { f.SetField(0, name.constData()); });
         }
     }
-    const Import imported(openVector(path));
+    const Import imported(openVector(path).release());
     QVERIFY(imported.ok);
     QCOMPARE(imported[0].m_collects.keys(), (QList<quint64>{1, 2, 4, 5, 6, 7}));
     for (const kstVectorCollect* collect : imported.collects()) {
@@ -575,7 +556,7 @@ void tst_kstVectorFileImport::badInputNeverCrashes()
     QFile cut(shp);
     QVERIFY(cut.resize(cut.size() * 6 / 10));
     {
-        const Import imported(openVector(shp));
+        const Import imported(openVector(shp).release());
         QVERIFY(imported.ok);
         QVERIFY(imported[0].m_collects.size() >= 20 && imported[0].m_collects.size() < 50);
     }
@@ -587,7 +568,7 @@ void tst_kstVectorFileImport::badInputNeverCrashes()
     brokenFile.close();
     QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::startImport:data source is null!");
     {
-        const Import imported(openVector(broken));
+        const Import imported(openVector(broken).release());
         QVERIFY(!imported.ok);
         QVERIFY(imported.log().isEmpty());
     }
@@ -597,7 +578,7 @@ void tst_kstVectorFileImport::badInputNeverCrashes()
     createLayer(createVector("ESRI Shapefile", empty).get(), "empty", {"name"});
     QTest::ignoreMessage(QtDebugMsg, "kstVectorFileImport::doImport:no layer at index 3!");
     {
-        const Import imported(openVector(empty), {0, 3});
+        const Import imported(openVector(empty).release(), {0, 3});
         QVERIFY(imported.ok);
         QCOMPARE(imported.names().last(), QStringLiteral("finished"));
         QCOMPARE(imported.layers.size(), 1);
@@ -744,7 +725,7 @@ void tst_kstVectorFileImport::stylesFromMapInfoAndKml()
                 addFeature(layer, wkt, [&style](OGRFeature& f) { f.SetStyleString(style.constData()); });
             }
         }
-        const Import imported(openVector(path));
+        const Import imported(openVector(path).release());
         QVERIFY(imported.ok);
         QCOMPARE(imported.collects().size(), 4);
         QCOMPARE(imported.shape<VectorLine>(0)->linePen().color(), QColor(Qt::red));

@@ -1,5 +1,8 @@
 #include "kstShapeTestSupport.h"
 
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+
 #include <QPainter>
 #include <QStyleOptionGraphicsItem>
 #include <QtTest>
@@ -60,6 +63,14 @@ QImage ShapeTestScene::render(kstVectorShape* shape, const QSize& size, const QP
 void ShapeTestScene::select(kstVectorShape* shape, bool selected)
 {
     shape->setShapeSelected(selected);
+}
+
+QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer)
+{
+    QList<kstVectorShape*> shapes;
+    for (const kstVectorCollect* collect : layer->m_collects)
+        shapes += collect->m_shapes;
+    return shapes;
 }
 
 } // namespace Kestrum

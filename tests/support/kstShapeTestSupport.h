@@ -4,6 +4,7 @@
 #include "kstTileMapView.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorShape.h"
+#include "kstWebMercatorProjection.h"
 
 #include <QImage>
 
@@ -56,5 +57,30 @@ private:
     double m_dLon;
     double m_dLat;
 };
+
+// Web Mercator moved by a constant offset in metres: a projection that differs
+// from the view's own, to switch to.
+class ShiftedMercator : public kstWebMercatorProjection
+{
+public:
+    ShiftedMercator(double dx, double dy) : m_dx(dx), m_dy(dy) {}
+    PCP forward(const GCP& gcp) const override
+    {
+        const PCP p = kstWebMercatorProjection::forward(gcp);
+        return PCP(p.x() + m_dx, p.y() + m_dy);
+    }
+    GCP inverse(const PCP& pcp) const override
+    {
+        return kstWebMercatorProjection::inverse(PCP(pcp.x() - m_dx, pcp.y() - m_dy));
+    }
+
+private:
+    double m_dx;
+    double m_dy;
+};
+
+class kstVectorLayer;
+// Every shape of a layer, collect by collect.
+QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer);
 
 } // namespace Kestrum
