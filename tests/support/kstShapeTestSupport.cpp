@@ -3,6 +3,7 @@
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
+#include <QGraphicsScene>
 #include <QPainter>
 #include <QStyleOptionGraphicsItem>
 #include <QtTest>
@@ -63,6 +64,18 @@ QImage ShapeTestScene::render(kstVectorShape* shape, const QSize& size, const QP
 void ShapeTestScene::select(kstVectorShape* shape, bool selected)
 {
     shape->setShapeSelected(selected);
+}
+
+bool near(const QPointF& a, const QPointF& b, double tolerance)
+{
+    return qAbs(a.x() - b.x()) <= tolerance && qAbs(a.y() - b.y()) <= tolerance;
+}
+
+bool isHandlePixel(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color)
+{
+    const QColor got = image.pixelColor(pixel);
+    return got.alpha() == (shape->scene()->hasFocus() ? 255 : 204) && qAbs(got.red() - color.red()) <= 2
+        && qAbs(got.green() - color.green()) <= 2 && qAbs(got.blue() - color.blue()) <= 2;
 }
 
 QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer)

@@ -79,6 +79,12 @@ private:
     double m_dy;
 };
 
+// Whether two points agree within a tolerance on both axes.
+bool near(const QPointF& a, const QPointF& b, double tolerance = 1e-6);
+// Whether an image pixel shows a vertex handle of the colour, as painted over
+// the shape (translucent while the scene has no focus).
+bool isHandlePixel(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color);
+
 class kstVectorLayer;
 // Every shape of a layer, collect by collect.
 QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer);
