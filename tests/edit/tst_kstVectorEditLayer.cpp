@@ -1,4 +1,5 @@
 #include "VectorLine.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -29,13 +30,7 @@ kstVectorLayer* lineLayer(int count, quint32 seed)
     for (int i = 0; i < count; ++i) {
         const QPointF start(100 + rng.generateDouble() * 20, 30 + rng.generateDouble() * 10);
         QVector<QPointF> points{start, start + QPointF(0.05, 0.02), start + QPointF(0.1, -0.03)};
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = layer->genFid();
-        VectorLine* line = new Line(points, nullptr);
-        line->setShapeCollect(collect, 0);
-        collect->m_shapes << line;
-        layer->m_collects.insert(collect->m_fid, collect);
+        addCollect(layer, {new Line(points, nullptr)});
     }
     return layer;
 }

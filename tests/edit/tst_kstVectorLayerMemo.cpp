@@ -3,6 +3,7 @@
 #include "VectorLine.h"
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -32,19 +33,6 @@ public:
 private:
     QStringList m_log;
 };
-
-kstVectorCollect* addCollect(kstVectorLayer* layer, const QList<kstVectorShape*>& shapes)
-{
-    kstVectorCollect* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = layer->genFid();
-    for (kstVectorShape* shape : shapes) {
-        shape->setShapeCollect(collect, collect->m_shapes.size());
-        collect->m_shapes << shape;
-    }
-    layer->m_collects.insert(collect->m_fid, collect);
-    return collect;
-}
 
 VectorLine* line(const QPointF& start, int points = 3)
 {

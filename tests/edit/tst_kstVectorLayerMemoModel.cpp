@@ -8,6 +8,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -38,13 +39,13 @@ public:
         for (int i = 0; i < 3; ++i) {
             kstVectorLayer* layer = newLayer();
             for (int c = 0; c < 12; ++c)
-                addCollect(layer, 1 + (c % 4 == 0));
+                addFeature(layer, 1 + (c % 4 == 0));
             m_edit.insertLayer(layer, i);
         }
         for (int i = 0; i < 2; ++i) {
             kstVectorLayer* layer = newLayer();
             for (int c = 0; c < 6; ++c)
-                addCollect(layer, 1);
+                addFeature(layer, 1);
         }
         m_edit.resetZLevel();
     }
@@ -176,20 +177,14 @@ private:
         return shape;
     }
 
-    kstVectorCollect* addCollect(kstVectorLayer* layer, int shapes)
+    void addFeature(kstVectorLayer* layer, int shapes)
     {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = layer->genFid();
+        QList<kstVectorShape*> parts;
+        for (int i = 0; i < shapes; ++i)
+            parts << newShape();
+        kstVectorCollect* collect = addCollect(layer, parts);
         collect->m_text = QStringLiteral("feature %1").arg(collect->m_fid);
-        for (int i = 0; i < shapes; ++i) {
-            kstVectorShape* shape = newShape();
-            shape->setShapeCollect(collect, i);
-            collect->m_shapes << shape;
-        }
-        layer->m_collects.insert(collect->m_fid, collect);
         m_collects << collect;
-        return collect;
     }
 
     QList<kstVectorShape*> shownShapes() const

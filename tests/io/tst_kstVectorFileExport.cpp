@@ -13,6 +13,7 @@
 #include "VectorPolygon.h"
 #include "kstExportTestLayers.h"
 #include "kstGdalTestSupport.h"
+#include "kstSampleLayer.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
@@ -128,19 +129,6 @@ protected:
     }
 };
 
-kstVectorCollect* addCollect(kstVectorLayer* layer, quint64 fid, int type, const QList<kstVectorShape*>& shapes)
-{
-    kstVectorCollect* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = fid;
-    collect->m_geometryType = type;
-    collect->m_shapes = shapes;
-    for (int i = 0; i < shapes.size(); ++i)
-        shapes.at(i)->setShapeCollect(collect, i);
-    layer->m_collects.insert(fid, collect);
-    return collect;
-}
-
 VectorPolygon* square(double x, double y)
 {
     Polygon__ data;
@@ -251,25 +239,25 @@ void tst_kstVectorFileExport::geometryRules()
     kstVectorLayer* layer = kstVectorLayer::newLayer();
     layer->m_name = "rules";
     // A single polygon holding three shapes keeps the first one only.
-    addCollect(layer, 1, wkbPolygon, {square(0, 0), square(2, 0), square(4, 0)});
+    addCollect(layer, {square(0, 0), square(2, 0), square(4, 0)}, wkbPolygon);
     // Multi-points leave hidden members out; multi-polygons keep them.
     QList<kstVectorShape*> points{new VectorPoint(QPointF(1, 1), nullptr), new VectorPoint(QPointF(2, 2), nullptr),
                                   new VectorPoint(QPointF(3, 3), nullptr)};
     points[1]->setShapeVisible(false);
-    addCollect(layer, 2, wkbMultiPoint, points);
+    addCollect(layer, points, wkbMultiPoint);
     QList<kstVectorShape*> areas{square(10, 10), square(12, 10)};
     areas[0]->setShapeVisible(false);
-    addCollect(layer, 3, wkbMultiPolygon, areas);
+    addCollect(layer, areas, wkbMultiPolygon);
     // No usable geometry: a line in a multi-polygon, a collect without shapes.
-    addCollect(layer, 4, wkbMultiPolygon, {new VectorLine({QPointF(0, 0), QPointF(1, 1)}, nullptr)});
-    addCollect(layer, 5, wkbPolygon, {});
+    addCollect(layer, {new VectorLine({QPointF(0, 0), QPointF(1, 1)}, nullptr)}, wkbMultiPolygon);
+    addCollect(layer, {}, wkbPolygon);
     // Every visible point of this multi-point is missing: the collect is
     // visible (partly) but gives nothing.
     QList<kstVectorShape*> ghost{new VectorPoint(QPointF(5, 5), nullptr), new VectorPoint(QPointF(6, 6), nullptr)};
     ghost[0]->setShapeVisible(false);
     delete ghost.takeLast();
     ghost.append(square(20, 20)); // visible, but not a point
-    addCollect(layer, 6, wkbMultiPoint, ghost);
+    addCollect(layer, ghost, wkbMultiPoint);
     layer->m_collects.value(6)->m_shapes.last()->setShapeCollect(layer->m_collects.value(6), 1);
 
     QList<kstVectorLayer*> layers{layer};
@@ -492,7 +480,7 @@ void tst_kstVectorFileExport::collectStyleAgainstLayerDefault()
     kstVectorLayer* layer = kstVectorLayer::newLayer();
     auto* line = new VectorLine({QPointF(0, 0), QPointF(1, 1)}, nullptr);
     line->setLinePen(layer->m_linePen);
-    kstVectorCollect* lineCollect = addCollect(layer, 1, wkbLineString, {line});
+    kstVectorCollect* lineCollect = addCollect(layer, {line}, wkbLineString);
     QVERIFY(!exporter.isCollectHasStyle(lineCollect));
     line->setLinePen(QPen(Qt::red, 7));
     QVERIFY(exporter.isCollectHasStyle(lineCollect));
@@ -500,7 +488,7 @@ void tst_kstVectorFileExport::collectStyleAgainstLayerDefault()
     VectorPolygon* area = square(0, 0);
     area->setBorderPen(layer->m_polygonBorderPen);
     area->setFillBrush(layer->m_polygonFillBrush);
-    kstVectorCollect* areaCollect = addCollect(layer, 2, wkbPolygon, {area});
+    kstVectorCollect* areaCollect = addCollect(layer, {area}, wkbPolygon);
     QVERIFY(!exporter.isCollectHasStyle(areaCollect));
     area->setFillBrush(QBrush(Qt::green, Qt::CrossPattern));
     QVERIFY(exporter.isCollectHasStyle(areaCollect));
@@ -512,7 +500,7 @@ void tst_kstVectorFileExport::collectStyleAgainstLayerDefault()
     picture.fill(Qt::blue);
     layer->m_markerIcon = picture;
     point->setMarkerIcon(QPixmap::fromImage(picture.copy())); // another pixmap, same picture
-    kstVectorCollect* pointCollect = addCollect(layer, 3, wkbPoint, {point});
+    kstVectorCollect* pointCollect = addCollect(layer, {point}, wkbPoint);
     QVERIFY(!exporter.isCollectHasStyle(pointCollect));
     picture.setPixelColor(2, 2, Qt::red);
     point->setMarkerIcon(QPixmap::fromImage(picture));

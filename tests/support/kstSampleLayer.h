@@ -1,7 +1,8 @@
 #pragma once
 
-// A layer that uses every field the layers file stores and every shape kind,
-// for the layers file tests and the fuzzer's seed.
+// Layers built for the tests: collects added as an application adds them, and
+// a layer that uses every field the layers file stores and every shape kind
+// (for the layers file tests and the fuzzer's seed).
 
 #include "VectorCircle.h"
 #include "VectorLine.h"
@@ -17,6 +18,20 @@
 #include <cmath>
 
 namespace Kestrum {
+
+// A new collect of the layer, with the next free fid, holding the shapes in order.
+inline kstVectorCollect* addCollect(kstVectorLayer* layer, const QList<kstVectorShape*>& shapes, int geometryType = 0)
+{
+    kstVectorCollect* collect = kstVectorCollect::newCollect();
+    collect->m_layer = layer;
+    collect->m_fid = layer->genFid();
+    collect->m_geometryType = geometryType;
+    collect->m_shapes = shapes;
+    for (int i = 0; i < shapes.size(); ++i)
+        shapes.at(i)->setShapeCollect(collect, i);
+    layer->m_collects.insert(collect->m_fid, collect);
+    return collect;
+}
 
 // Appends a shape to the collect `fid` of the layer, made when missing.
 inline void addShape(kstVectorLayer* layer, quint64 fid, kstVectorShape* shape, int type)
