@@ -183,15 +183,11 @@ int main(int argc, char** argv)
 {
     Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     OGRSpatialReference wgs84;
-    wgs84.SetWellKnownGeogCS("WGS84");
-    wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    Bench::setWgs84(wgs84);
 
     const qint64 before = Bench::statusKb("VmRSS");
     QList<kstVectorLayer*> layers{buildLayer()};

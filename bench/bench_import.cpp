@@ -152,13 +152,9 @@ int main(int argc, char** argv)
 {
     Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
-
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     const QString shapefile = dir.filePath(QStringLiteral("parcels.shp"));
     const QString gpkg = dir.filePath(QStringLiteral("out.gpkg"));
 

@@ -252,19 +252,14 @@ int main(int argc, char** argv)
 {
     Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
-
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     const QString ours = dir.filePath(QStringLiteral("bench.kst"));
     const QString gpkg = dir.filePath(QStringLiteral("bench.gpkg"));
 
     OGRSpatialReference srs;
-    srs.SetWellKnownGeogCS("WGS84");
-    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    Bench::setWgs84(srs);
     char* wkt = nullptr;
     srs.exportToWkt(&wkt);
     const QString srsWkt = QString::fromUtf8(wkt);

@@ -8,6 +8,7 @@
 #include "kstVectorLayer.h"
 
 #include <gdal_priv.h>
+#include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
 #include <QCoreApplication>
@@ -15,6 +16,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cmath>
@@ -69,6 +71,24 @@ inline qint64 statusKb(const char* key)
             return line.mid(int(qstrlen(key)) + 1).trimmed().split(' ').first().toLongLong();
     }
     return -1;
+}
+
+// Registers GDAL's drivers and checks the scratch folder of a run (false,
+// with a message, when there is none).
+inline bool gdalScratch(const QTemporaryDir& dir)
+{
+    GDALAllRegister();
+    if (dir.isValid())
+        return true;
+    std::fprintf(stderr, "no temporary directory\n");
+    return false;
+}
+
+// WGS84 with longitude first, as the layers hold it.
+inline void setWgs84(OGRSpatialReference& srs)
+{
+    srs.SetWellKnownGeogCS("WGS84");
+    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
 }
 
 struct DatasetCloser

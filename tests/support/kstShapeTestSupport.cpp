@@ -10,9 +10,9 @@
 
 namespace Kestrum {
 
-ShapeTestScene::ShapeTestScene(const GCP& center, int level)
+ShapeTestScene::ShapeTestScene(const GCP& center, int level, kstVectorEditLayer* layer)
     : m_view(new kstTileMapView)
-    , m_layer(new kstVectorEditLayer)
+    , m_layer(layer ? layer : new kstVectorEditLayer)
 {
     m_view->resize(800, 600);
     m_view->show();

@@ -15,11 +15,12 @@ namespace Kestrum {
 class ShapeTestScene
 {
 public:
-    explicit ShapeTestScene(const GCP& center = GCP(116.4, 39.9), int level = 12);
+    // The scene owns `layer` when one is given (a subclass the test needs).
+    explicit ShapeTestScene(const GCP& center = GCP(116.4, 39.9), int level = 12, kstVectorEditLayer* layer = nullptr);
     ~ShapeTestScene();
 
-    kstTileMapView& view() { return *m_view; }
-    kstVectorEditLayer& layer() { return *m_layer; }
+    kstTileMapView& view() const { return *m_view; }
+    kstVectorEditLayer& layer() const { return *m_layer; }
     kstMeterPerPixle__ mpp() const;
     kstProjection* projection() const;
 
