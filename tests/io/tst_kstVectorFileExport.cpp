@@ -14,11 +14,11 @@
 #include "kstExportTestLayers.h"
 #include "kstGdalTestSupport.h"
 #include "kstSampleLayer.h"
+#include "kstSignalLog.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
 #include <QDir>
-#include <QMutex>
 #include <QTemporaryDir>
 #include <QTextCodec>
 #include <QtTest>
@@ -35,60 +35,18 @@ using namespace Kestrum::ExportTestLayers;
 
 namespace {
 
-// Every signal as it is sent, with whether the exporter then belonged to the
-// application's main thread.
-struct Recorder
+// Every signal of an exporter as it is sent.
+struct Recorder : kstSignalLog
 {
-    struct Signal
+    explicit Recorder(kstVectorFileExport* exporter) : kstSignalLog(exporter)
     {
-        QString name;
-        int progress;
-        QString detail;
-        bool onMain;
-    };
-
-    explicit Recorder(kstVectorFileExport* exporter)
-    {
-        const auto log = [this, exporter](const char* name, int progress = -1, const QString& detail = QString()) {
-            const QMutexLocker lock(&mutex);
-            events.append({QString::fromLatin1(name), progress, detail, exporter->thread() == qApp->thread()});
-        };
-        const auto direct = Qt::DirectConnection;
-        QObject::connect(exporter, &kstVectorFileExport::exportStarted, &host, [log] { log("started"); }, direct);
-        QObject::connect(exporter, &kstVectorFileExport::exportProgress, &host,
-                         [log](int p, const QString& d) { log("progress", p, d); }, direct);
-        QObject::connect(exporter, &kstVectorFileExport::exportStoped, &host, [log] { log("stoped"); }, direct);
-        QObject::connect(exporter, &kstVectorFileExport::exportFinished, &host, [log] { log("finished"); }, direct);
-        QObject::connect(exporter, &kstVectorFileExport::exportFailed, &host,
-                         [log](const QString& d) { log("failed", -1, d); }, direct);
+        log(&kstVectorFileExport::exportStarted, "started");
+        log(&kstVectorFileExport::exportProgress, "progress");
+        log(&kstVectorFileExport::exportStoped, "stoped");
+        log(&kstVectorFileExport::exportFinished, "finished");
+        log(&kstVectorFileExport::exportFailed, "failed");
     }
-    QList<Signal> all()
-    {
-        const QMutexLocker lock(&mutex);
-        return events;
-    }
-    QStringList names()
-    {
-        QStringList result;
-        for (const Signal& s : all()) {
-            if (s.name != "progress")
-                result << s.name;
-        }
-        return result;
-    }
-    QList<int> progress(const QString& detailPrefix = QString())
-    {
-        QList<int> result;
-        for (const Signal& s : all()) {
-            if (s.name == "progress" && s.detail.startsWith(detailPrefix))
-                result << s.progress;
-        }
-        return result;
-    }
-
-    QObject host;
-    QMutex mutex;
-    QList<Signal> events;
+    QStringList names() const { return kstSignalLog::names(QStringLiteral("progress")); }
 };
 
 // Exporters with their protected steps opened for the tests.
@@ -215,7 +173,7 @@ void tst_kstVectorFileExport::progressFiguresAndThreads()
         // main thread before its last two signals.
         const auto all = recorder.all();
         for (int i = 0; i < all.size(); ++i)
-            QCOMPARE(all.at(i).onMain, i >= all.size() - 2);
+            QCOMPARE(all.at(i).onMain(), i >= all.size() - 2);
         QVERIFY(QTest::qWaitFor([&] { return !exporter.isExportting(); }));
         const DatasetPtr file = openVector(path("four.gpkg"));
         QCOMPARE(file->GetLayerCount(), 2);
@@ -529,7 +487,7 @@ void tst_kstVectorFileExport::stopAtManyMoments()
         Recorder recorder(&exporter);
         QCOMPARE(runExport(&exporter, file, layers), QStringList({"started", "stoped"}));
         QCOMPARE(recorder.names(), QStringList({"started", "stoped"}));
-        QVERIFY(recorder.all().last().onMain);
+        QVERIFY(recorder.all().last().onMain());
         QVERIFY(QTest::qWaitFor([&] { return !exporter.isExportting(); }));
         const DatasetPtr back = openVector(file);
         QVERIFY(back);
@@ -593,7 +551,7 @@ void tst_kstVectorFileExport::badInputEndsCleanly()
             // Drivers that write the file when it is closed fail at the end.
             QCOMPARE(recorder.names().last(), QStringLiteral("failed"));
             QVERIFY(!recorder.names().contains("finished"));
-            QVERIFY(recorder.all().last().onMain);
+            QVERIFY(recorder.all().last().onMain());
             QVERIFY(QTest::qWaitFor([&] { return !exporter->isExportting(); }));
         }
     }

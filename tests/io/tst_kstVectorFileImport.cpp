@@ -9,6 +9,7 @@
 #include "kstVectorFileImport.h"
 #include "kstVectorLayer.h"
 #include "kstGdalTestSupport.h"
+#include "kstSignalLog.h"
 #include "kstWebMercatorProjection.h"
 
 #include <QDir>
@@ -24,7 +25,6 @@
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -76,14 +76,6 @@ QByteArray encoded(const QString& text, const char* codec)
 class Import : public kstVectorFileImport
 {
 public:
-    struct Signal
-    {
-        QString name;
-        int progress;
-        QString detail;
-        QThread* thread;
-    };
-
     // Starts an import and waits for its end.
     explicit Import(GDALDataset* dataSource, const QList<int>& indices = {0}) : Import()
     {
@@ -93,21 +85,15 @@ public:
     Import()
     {
         setCurrentMapViewConfig(&m_projection, &m_resolution, 10);
-        connect(this, &kstVectorFileImport::layerImport, &m_host, [this](kstVectorLayer* layer) {
+        connect(this, &kstVectorFileImport::layerImport, &sent.host, [this](kstVectorLayer* layer) {
             layers.append(layer);
             onMainThread = onMainThread && QThread::currentThread() == qApp->thread();
         });
-        const auto log = [this](const char* name, int progress = -1, const QString& detail = QString()) {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_log.push_back({QString::fromLatin1(name), progress, detail, thread()});
-        };
-        const auto direct = Qt::DirectConnection;
-        connect(this, &kstVectorFileImport::importStarted, &m_host, [log] { log("started"); }, direct);
-        connect(this, &kstVectorFileImport::importProgress, &m_host,
-                [log](int p, const QString& d) { log("progress", p, d); }, direct);
-        connect(this, &kstVectorFileImport::layerImport, &m_host, [log] { log("layer"); }, direct);
-        connect(this, &kstVectorFileImport::importStoped, &m_host, [log] { log("stoped"); }, direct);
-        connect(this, &kstVectorFileImport::importFinished, &m_host, [log] { log("finished"); }, direct);
+        sent.log(&kstVectorFileImport::importStarted, "started");
+        sent.log(&kstVectorFileImport::importProgress, "progress");
+        sent.log(&kstVectorFileImport::layerImport, "layer");
+        sent.log(&kstVectorFileImport::importStoped, "stoped");
+        sent.log(&kstVectorFileImport::importFinished, "finished");
     }
     ~Import() override
     {
@@ -116,26 +102,7 @@ public:
             kstVectorLayer::destoryLayer(layer);
     }
 
-    QList<Signal> log() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        QList<Signal> copy;
-        for (const Signal& s : m_log)
-            copy.append(s);
-        return copy;
-    }
-    void clearLog()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_log.clear();
-    }
-    QStringList names() const
-    {
-        QStringList names;
-        for (const Signal& s : log())
-            names << s.name;
-        return names;
-    }
+    QStringList names() const { return sent.names(); }
     // Waits for the last signal, then takes the layers queued before it.
     bool wait()
     {
@@ -147,7 +114,7 @@ public:
             return false;
         if (!QTest::qWaitFor(ended, 30000))
             return false;
-        QCoreApplication::sendPostedEvents(&m_host, QEvent::MetaCall);
+        QCoreApplication::sendPostedEvents(&sent.host, QEvent::MetaCall);
         return QTest::qWaitFor([this] { return !isImporting(); });
     }
 
@@ -159,6 +126,7 @@ public:
         return static_cast<Shape*>(collects(layer).at(collect)->m_shapes.at(i));
     }
 
+    kstSignalLog sent{this};
     QList<kstVectorLayer*> layers;
     bool onMainThread = true;
     bool ok = false;
@@ -174,10 +142,6 @@ protected:
 private:
     kstWebMercatorProjection m_projection;
     kstTileResulotion m_resolution;
-    QObject m_host;
-    // A standard mutex, which ThreadSanitizer sees (it does not see inside Qt).
-    mutable std::mutex m_mutex;
-    std::vector<Signal> m_log; // not shared with copies: appending never touches what the GUI thread reads
 };
 
 QVector<QPointF> points(std::initializer_list<QPointF> list)
@@ -495,9 +459,9 @@ void tst_kstVectorFileImport::signalOrderAndThreads()
     const QStringList layer = {"progress", "progress", "progress", "progress", "progress", "layer"};
     const QStringList order = QStringList{"started"} + layer + layer + QStringList{"progress", "progress", "finished"};
     QCOMPARE(run.names(), order);
-    const QList<Import::Signal> log = run.log();
+    const QList<kstSignalLog::Entry> log = run.sent.all();
     QList<int> progress;
-    for (const Import::Signal& s : log)
+    for (const kstSignalLog::Entry& s : log)
         if (s.progress >= 0)
             progress << s.progress;
     QCOMPARE(progress, (QList<int>{0, 12, 24, 36, 49, 49, 61, 73, 85, 98, 98, 100}));
@@ -513,7 +477,7 @@ void tst_kstVectorFileImport::signalOrderAndThreads()
     QCOMPARE(run.layers[1]->m_name, QStringLiteral("b"));
 
     // The same importer takes another data source afterwards.
-    run.clearLog();
+    run.sent.clear();
     run.startImport(twoLayers(QStringLiteral("second")), {1});
     QVERIFY(run.wait());
     QCOMPARE(run.names().last(), QStringLiteral("finished"));
@@ -531,12 +495,12 @@ void tst_kstVectorFileImport::stopInTheMiddleOfALargeLayer()
     Import run;
     run.featureDelayUs = 200;
     run.startImport(dataSource.release(), {0, 1});
-    QVERIFY(QTest::qWaitFor([&run] { return run.log().size() > 10; }, 10000));
+    QVERIFY(QTest::qWaitFor([&run] { return run.sent.all().size() > 10; }, 10000));
     run.stopImport();
     // stopImport has waited for the worker: its last signal is out.
     QVERIFY(!run.isImporting());
     QCOMPARE(run.names().mid(run.names().size() - 2), (QStringList{"layer", "stoped"}));
-    QCOMPARE(run.log().last().thread, qApp->thread());
+    QCOMPARE(run.sent.all().last().thread, qApp->thread());
     QVERIFY(run.wait());
     QCOMPARE(run.layers.size(), 1);
     const int read = run.layers[0]->m_collects.size();
@@ -570,7 +534,7 @@ void tst_kstVectorFileImport::badInputNeverCrashes()
     {
         const Import imported(openVector(broken).release());
         QVERIFY(!imported.ok);
-        QVERIFY(imported.log().isEmpty());
+        QVERIFY(imported.sent.all().isEmpty());
     }
 
     // An empty layer is still a layer with its fields; an index without a layer gives none.
@@ -845,7 +809,7 @@ void tst_kstVectorFileImport::fifoSymbolNeverBlocksTheWorker()
     Import stopped;
     stopped.featureDelayUs = 100;
     stopped.startImport(styledPoints(folder, QVector<QByteArray>(2000, "SYMBOL(id:\"pipe.png\")").toList()), {0});
-    QVERIFY(QTest::qWaitFor([&stopped] { return stopped.log().size() > 20; }, 10000));
+    QVERIFY(QTest::qWaitFor([&stopped] { return stopped.sent.all().size() > 20; }, 10000));
     stopped.stopImport();
     done = true;
     watchdog.join();
