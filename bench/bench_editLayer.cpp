@@ -3,6 +3,7 @@
 // pipeline), and placing labels for 10 000 candidates (grid index against the
 // pairwise test).
 #include "VectorLine.h"
+#include "kstBenchSupport.h"
 #include "kstLabelGrid.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -10,13 +11,11 @@
 #include "kstVectorLayer.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QThread>
 #include <QThreadPool>
 
 #include <algorithm>
-#include <functional>
 
 #include <cstdio>
 #include <ctime>
@@ -31,22 +30,7 @@ constexpr int kCandidates = 10000;
 
 kstVectorLayer* makeLayer()
 {
-    QRandomGenerator rng(1);
-    kstVectorLayer* layer = kstVectorLayer::newLayer();
-    for (int i = 0; i < kShapes; ++i) {
-        QVector<QPointF> points;
-        QPointF p(70 + rng.generateDouble() * 60, 15 + rng.generateDouble() * 40);
-        for (int k = 0; k < kVertices; ++k)
-            points << (p += QPointF(0.01, rng.generateDouble() * 0.02 - 0.01));
-        auto* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        auto* line = new VectorLine(points, nullptr);
-        line->setShapeCollect(collect, 0);
-        collect->m_shapes << line;
-        layer->m_collects.insert(collect->m_fid, collect);
-    }
-    return layer;
+    return Bench::walkingLines(1, kShapes, kVertices, QPointF(70, 15), QSizeF(60, 40), 0.01);
 }
 
 // Drives level changes as the view reports them, and the shape-by-shape
@@ -56,14 +40,6 @@ class BenchEditLayer : public kstVectorEditLayer
 public:
     void changeLevel(int level) { mapViewChanged(currentLtPcp(), level); }
 };
-
-double secondsFor(const std::function<void()>& work)
-{
-    QElapsedTimer timer;
-    timer.start();
-    work();
-    return timer.nsecsElapsed() / 1e9;
-}
 
 double cpuSeconds(clockid_t clock)
 {
@@ -97,7 +73,7 @@ LevelChangeTimes levelChanges(BenchEditLayer& edit, int rounds, bool eventLoop =
             QCoreApplication::processEvents();
         const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
         const double gui = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
-        times.wall += secondsFor([&] { edit.changeLevel(i % 2 ? 5 : 6); }) / rounds;
+        times.wall += Bench::secondsFor([&] { edit.changeLevel(i % 2 ? 5 : 6); }) / rounds;
         times.cpu += (cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) / rounds;
         times.gui += (cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - gui) / rounds;
     }
@@ -127,7 +103,7 @@ void benchShapeUpdates()
     // 1000 shapes, at alternating levels.
     kstResulotion* resolution = view.resolution();
     const double cpu = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
-    const double pipelineWall = secondsFor([&] {
+    const double pipelineWall = Bench::secondsFor([&] {
         for (int i = 0; i < 2; ++i)
             for (kstVectorCollect* collect : qAsConst(layer->m_collects))
                 collect->m_shapes.first()->updateShape(resolution->mpp(i % 2 ? 5 : 6), view.projection(), true);
@@ -167,7 +143,7 @@ void benchLabelIndex()
     for (int i = 0; i < kCandidates; ++i)
         candidates << QRectF(rng.bounded(4000), rng.bounded(3000), 20 + rng.bounded(60), 14);
     int placedGrid = 0, placedPairwise = 0;
-    const double grid = secondsFor([&] {
+    const double grid = Bench::secondsFor([&] {
         kstLabelGrid index;
         for (const QRectF& r : qAsConst(candidates))
             if (!index.intersects(r)) {
@@ -175,7 +151,7 @@ void benchLabelIndex()
                 ++placedGrid;
             }
     });
-    const double pairwise = secondsFor([&] {
+    const double pairwise = Bench::secondsFor([&] {
         QVector<QRectF> placed;
         for (const QRectF& r : qAsConst(candidates)) {
             bool hit = false;
@@ -196,8 +172,7 @@ void benchLabelIndex()
 
 int main(int argc, char* argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    Bench::offscreenByDefault();
     QApplication app(argc, argv);
     benchLabelIndex();
     benchShapeUpdates();

@@ -16,6 +16,7 @@
 #include "GeoPackageFileExport.h"
 #include "SHPFileExport.h"
 #include "VectorPolygon.h"
+#include "kstBenchSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorFileExport.h"
 #include "kstVectorLayer.h"
@@ -26,20 +27,16 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTimer>
 
-#include <cmath>
 #include <cstdio>
 #include <functional>
-#include <memory>
 
 using namespace Kestrum;
 
@@ -49,26 +46,6 @@ constexpr int kFeatures = 100000;
 constexpr int kVertices = 10;
 // Longest one export may take before the run is declared failed.
 constexpr int kTimeoutMs = 30 * 60 * 1000;
-
-struct DatasetCloser
-{
-    void operator()(GDALDataset* dataset) const { GDALClose(GDALDataset::ToHandle(dataset)); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
-using FeaturePtr = std::unique_ptr<OGRFeature, decltype(&OGRFeature::DestroyFeature)>;
-
-// A figure of /proc/self/status in kB ("VmRSS", "VmHWM").
-qint64 statusKb(const char* key)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith(key))
-            return line.mid(int(qstrlen(key)) + 1).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
 
 // The peak resident set starts again from the current one.
 void resetPeak()
@@ -86,14 +63,7 @@ kstVectorLayer* buildLayer()
     layer->m_fieldTypes = QList<int>{OFTString, OFTInteger, OFTReal};
     QRandomGenerator rng(20240611);
     for (int i = 0; i < kFeatures; ++i) {
-        const double cx = 73.0 + rng.bounded(60.0);
-        const double cy = 18.0 + rng.bounded(35.0);
-        Polygon__ data;
-        for (int k = 0; k < kVertices; ++k) {
-            const double angle = 2.0 * M_PI * k / kVertices;
-            const double radius = 0.01 + rng.bounded(0.005);
-            data.outer.append(QPointF(cx + radius * std::cos(angle), cy + radius * std::sin(angle)));
-        }
+        const Polygon__ data{QPolygonF(Bench::parcelRing(rng, Bench::parcelCentre(rng), kVertices)), {}};
         kstVectorCollect* collect = kstVectorCollect::newCollect();
         collect->m_layer = layer;
         collect->m_fid = quint64(i + 1);
@@ -112,12 +82,9 @@ kstVectorLayer* buildLayer()
 // The same features as a GeoPackage written by GDAL alone, ogr2ogr's source.
 bool writeSource(const kstVectorLayer* layer, const QString& file, OGRSpatialReference* srs)
 {
-    DatasetPtr dataset(GetGDALDriverManager()->GetDriverByName("GPKG")->Create(file.toUtf8().constData(), 0, 0, 0,
-                                                                               GDT_Unknown, nullptr));
-    if (!dataset) {
-        std::fprintf(stderr, "cannot create %s: %s\n", qPrintable(file), CPLGetLastErrorMsg());
+    const Bench::DatasetPtr dataset = Bench::createVector("GPKG", file);
+    if (!dataset)
         return false;
-    }
     OGRLayer* ogrLayer = dataset->CreateLayer("parcels", srs, wkbPolygon, nullptr);
     OGRFieldDefn name("name", OFTString);
     OGRFieldDefn code("code", OFTInteger);
@@ -130,7 +97,7 @@ bool writeSource(const kstVectorLayer* layer, const QString& file, OGRSpatialRef
     if (ogrLayer->StartTransaction() != OGRERR_NONE)
         return false;
     for (const kstVectorCollect* collect : layer->m_collects) {
-        FeaturePtr feature(OGRFeature::CreateFeature(ogrLayer->GetLayerDefn()), &OGRFeature::DestroyFeature);
+        Bench::FeaturePtr feature = Bench::newFeature(ogrLayer->GetLayerDefn());
         feature->SetFID(GIntBig(collect->m_fid));
         feature->SetField("name", collect->m_fields.value("name").toString().toUtf8().constData());
         feature->SetField("code", collect->m_fields.value("code").toInt());
@@ -173,43 +140,19 @@ ExportResult exportLayer(kstVectorFileExport* exporter, const QString& path, con
     });
     QTimer::singleShot(kTimeoutMs, &loop, &QEventLoop::quit);
     resetPeak();
-    QElapsedTimer timer;
-    timer.start();
-    exporter->startExport(path, layers);
-    loop.exec();
-    result.seconds = timer.nsecsElapsed() * 1e-9;
-    result.peakKb = statusKb("VmHWM");
+    result.seconds = Bench::secondsFor([&] {
+        exporter->startExport(path, layers);
+        loop.exec();
+    });
+    result.peakKb = Bench::statusKb("VmHWM");
     if (exporter->isExportting())
         exporter->stopExport();
     return result;
 }
 
-// Wall time of ogr2ogr writing the source in a format; negative on failure.
-double ogr2ogrSeconds(const QString& format, const QStringList& options, const QString& in, const QString& out)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QElapsedTimer timer;
-    timer.start();
-    process.start(QStringLiteral("ogr2ogr"), QStringList{"-f", format} + options + QStringList{out, in});
-    if (!process.waitForStarted(-1) || !process.waitForFinished(kTimeoutMs)) {
-        std::fprintf(stderr, "ogr2ogr did not run: %s\n", qPrintable(process.errorString()));
-        process.kill();
-        process.waitForFinished(-1);
-        return -1.0;
-    }
-    const double seconds = timer.nsecsElapsed() * 1e-9;
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
-        std::fprintf(stderr, "ogr2ogr failed with exit code %d\n", process.exitCode());
-        return -1.0;
-    }
-    return seconds;
-}
-
 qint64 featureCount(const QString& path)
 {
-    DatasetPtr dataset(
-        GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr)));
+    const Bench::DatasetPtr dataset = Bench::openVector(path);
     qint64 count = 0;
     for (int i = 0; dataset && i < dataset->GetLayerCount(); ++i)
         count += dataset->GetLayer(i)->GetFeatureCount();
@@ -238,22 +181,17 @@ struct Format
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     OGRSpatialReference wgs84;
-    wgs84.SetWellKnownGeogCS("WGS84");
-    wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    Bench::setWgs84(wgs84);
 
-    const qint64 before = statusKb("VmRSS");
+    const qint64 before = Bench::statusKb("VmRSS");
     QList<kstVectorLayer*> layers{buildLayer()};
-    const qint64 layerKb = statusKb("VmRSS") - before;
+    const qint64 layerKb = Bench::statusKb("VmRSS") - before;
     std::printf("%d polygons of %d vertices with 3 attributes in memory: %.1f MiB\n", kFeatures, kVertices,
                 layerKb / 1024.0);
     const QString source = dir.filePath(QStringLiteral("source.gpkg"));
@@ -279,7 +217,8 @@ int main(int argc, char** argv)
         const QString ours = dir.filePath(QString::fromLatin1(format.target));
         const ExportResult result = exportLayer(exporter.get(), ours, layers);
         const QString theirs = dir.filePath(QStringLiteral("gdal_") + QString::fromLatin1(format.target));
-        const double gdal = ogr2ogrSeconds(QString::fromLatin1(format.gdalName), format.ogr2ogrOptions, source, theirs);
+        const double gdal = Bench::ogr2ogrSeconds(QString::fromLatin1(format.gdalName), format.ogr2ogrOptions,
+                                                  source, theirs, kTimeoutMs);
         const qint64 written = featureCount(ours);
         if (!result.finished || gdal < 0 || written != kFeatures || featureCount(theirs) != kFeatures) {
             std::fprintf(stderr, "%s: the export did not finish or wrote %lld features\n", format.name, written);

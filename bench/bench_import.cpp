@@ -7,6 +7,7 @@
 // importFinished (the event loop included), ogr2ogr's from process start to
 // exit.
 #include "VectorPolygon.h"
+#include "kstBenchSupport.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
 #include "kstVectorFileImport.h"
@@ -17,18 +18,14 @@
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTimer>
 
-#include <cmath>
 #include <cstdio>
-#include <memory>
 
 using namespace Kestrum;
 
@@ -40,26 +37,12 @@ constexpr int kViewLevel = 12;
 // Longest the import may take before the run is declared failed.
 constexpr int kTimeoutMs = 30 * 60 * 1000;
 
-struct DatasetCloser
-{
-    void operator()(GDALDataset* dataset) const { GDALClose(GDALDataset::ToHandle(dataset)); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
-using FeaturePtr = std::unique_ptr<OGRFeature, decltype(&OGRFeature::DestroyFeature)>;
-
 // Writes the polygons; false (with a message) when GDAL refuses.
 bool writeShapefile(const QString& file)
 {
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile");
-    if (!driver) {
-        std::fprintf(stderr, "no shapefile driver\n");
+    const Bench::DatasetPtr dataset = Bench::createVector("ESRI Shapefile", file);
+    if (!dataset)
         return false;
-    }
-    DatasetPtr dataset(driver->Create(file.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
-    if (!dataset) {
-        std::fprintf(stderr, "cannot create %s: %s\n", qPrintable(file), CPLGetLastErrorMsg());
-        return false;
-    }
     OGRSpatialReference srs;
     srs.importFromEPSG(4326);
     srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
@@ -82,21 +65,15 @@ bool writeShapefile(const QString& file)
 
     QRandomGenerator rng(20240611);
     for (int i = 0; i < kFeatures; ++i) {
-        const double cx = 73.0 + rng.bounded(60.0);
-        const double cy = 18.0 + rng.bounded(35.0);
         auto ring = std::make_unique<OGRLinearRing>();
-        ring->setNumPoints(kVertices + 1, FALSE);
-        for (int k = 0; k < kVertices; ++k) {
-            // Clockwise, as shapefile outer rings are stored.
-            const double angle = -2.0 * M_PI * k / kVertices;
-            const double radius = 0.01 + rng.bounded(0.005);
-            ring->setPoint(k, cx + radius * std::cos(angle), cy + radius * std::sin(angle));
-        }
-        ring->setPoint(kVertices, ring->getX(0), ring->getY(0));
+        // Clockwise, as shapefile outer rings are stored.
+        for (const QPointF& p : Bench::parcelRing(rng, Bench::parcelCentre(rng), kVertices, true))
+            ring->addPoint(p.x(), p.y());
+        ring->closeRings();
         auto polygon = std::make_unique<OGRPolygon>();
         polygon->addRingDirectly(ring.release());
 
-        FeaturePtr feature(OGRFeature::CreateFeature(layer->GetLayerDefn()), &OGRFeature::DestroyFeature);
+        const Bench::FeaturePtr feature = Bench::newFeature(layer->GetLayerDefn());
         feature->SetField("name", QStringLiteral("parcel %1").arg(i + 1).toUtf8().constData());
         feature->SetField("code", i * 7);
         feature->SetField("value", i * 0.25);
@@ -148,11 +125,10 @@ ImportResult importAll(const QString& file)
     QObject::connect(&importer, &kstVectorFileImport::importStoped, &loop, &QEventLoop::quit);
     QTimer::singleShot(kTimeoutMs, &loop, &QEventLoop::quit);
 
-    QElapsedTimer timer;
-    timer.start();
-    importer.startImport(dataSource, indices);
-    loop.exec();
-    result.seconds = timer.nsecsElapsed() * 1e-9;
+    result.seconds = Bench::secondsFor([&] {
+        importer.startImport(dataSource, indices);
+        loop.exec();
+    });
     if (importer.isImporting())
         importer.stopImport();
 
@@ -170,56 +146,24 @@ ImportResult importAll(const QString& file)
     return result;
 }
 
-// Wall time of ogr2ogr converting the file to a GeoPackage; negative on failure.
-double ogr2ogrSeconds(const QString& in, const QString& out)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QElapsedTimer timer;
-    timer.start();
-    process.start(QStringLiteral("ogr2ogr"), {QStringLiteral("-f"), QStringLiteral("GPKG"), out, in});
-    if (!process.waitForStarted(-1)) {
-        std::fprintf(stderr, "cannot start ogr2ogr: %s\n", qPrintable(process.errorString()));
-        return -1.0;
-    }
-    if (!process.waitForFinished(kTimeoutMs)) {
-        std::fprintf(stderr, "ogr2ogr did not finish: %s\n", qPrintable(process.errorString()));
-        process.kill();
-        process.waitForFinished(-1);
-        return -1.0;
-    }
-    const double seconds = timer.nsecsElapsed() * 1e-9;
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
-        std::fprintf(stderr, "ogr2ogr failed with exit code %d\n", process.exitCode());
-        return -1.0;
-    }
-    return seconds;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
-
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     const QString shapefile = dir.filePath(QStringLiteral("parcels.shp"));
     const QString gpkg = dir.filePath(QStringLiteral("out.gpkg"));
 
-    QElapsedTimer generation;
-    generation.start();
-    if (!writeShapefile(shapefile))
+    bool written = false;
+    const double generation = Bench::secondsFor([&] { written = writeShapefile(shapefile); });
+    if (!written)
         return 1;
     std::printf("%d polygons of %d vertices written to %s in %.3f s (%.1f MiB .shp)\n", kFeatures, kVertices,
-                qPrintable(shapefile), generation.nsecsElapsed() * 1e-9,
-                QFileInfo(shapefile).size() / 1048576.0);
+                qPrintable(shapefile), generation, QFileInfo(shapefile).size() / 1048576.0);
     std::fflush(stdout);
 
     const ImportResult imported = importAll(shapefile);
@@ -235,7 +179,7 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    const double gdal = ogr2ogrSeconds(shapefile, gpkg);
+    const double gdal = Bench::ogr2ogrSeconds(QStringLiteral("GPKG"), {}, shapefile, gpkg, kTimeoutMs);
     if (gdal < 0)
         return 1;
 

@@ -6,6 +6,7 @@
 // figure is the best of three runs.
 #include "VectorLine.h"
 #include "VectorPolygon.h"
+#include "kstBenchSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
 
@@ -13,18 +14,14 @@
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <functional>
-#include <memory>
 
 using namespace Kestrum;
 
@@ -38,18 +35,6 @@ const char* const kFieldName = "name";
 const char* const kFieldCode = "code";
 const char* const kFieldValue = "value";
 
-struct DatasetCloser
-{
-    void operator()(GDALDataset* dataset) const { GDALClose(GDALDataset::ToHandle(dataset)); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
-using FeaturePtr = std::unique_ptr<OGRFeature, decltype(&OGRFeature::DestroyFeature)>;
-
-FeaturePtr newFeature(OGRFeatureDefn* defn)
-{
-    return FeaturePtr(OGRFeature::CreateFeature(defn), &OGRFeature::DestroyFeature);
-}
-
 // What a reader got back: enough to prove both readers saw every feature and
 // every vertex, and to keep the compiler from skipping the work.
 struct Tally
@@ -61,21 +46,12 @@ struct Tally
     bool operator==(const Tally& o) const { return features == o.features && vertices == o.vertices; }
 };
 
-// n points near a centre, in degrees: an unclosed ring around it, or a line
-// running east from it.
-QVector<QPointF> walk(QRandomGenerator& rng, const QPointF& centre, int n, bool ring)
+// n points running east from a centre, in degrees.
+QVector<QPointF> eastward(QRandomGenerator& rng, const QPointF& centre, int n)
 {
     QVector<QPointF> points;
-    points.reserve(n);
-    for (int i = 0; i < n; ++i) {
-        if (ring) {
-            const double angle = 2.0 * M_PI * i / n;
-            const double radius = 0.01 + rng.bounded(0.005);
-            points.append(centre + QPointF(radius * std::cos(angle), radius * std::sin(angle)));
-        } else {
-            points.append(centre + QPointF(i * 0.001, rng.bounded(0.002) - 0.001));
-        }
-    }
+    for (int i = 0; i < n; ++i)
+        points.append(centre + QPointF(i * 0.001, rng.bounded(0.002) - 0.001));
     return points;
 }
 
@@ -111,11 +87,10 @@ QList<kstVectorLayer*> makeLayers(const QString& wkt)
     kstVectorLayer* lines = newLayer(QStringLiteral("lines"), wkt);
     kstVectorLayer* polygons = newLayer(QStringLiteral("polygons"), wkt);
     for (int i = 0; i < kFeaturesPerKind; ++i) {
-        const QPointF centre(73.0 + rng.bounded(60.0), 18.0 + rng.bounded(35.0));
+        const QPointF centre = Bench::parcelCentre(rng);
         addFeature(lines, quint64(i + 1), wkbLineString,
-                   new VectorLine(walk(rng, centre, kVerticesPerFeature, false), nullptr));
-        Polygon__ polygon;
-        polygon.outer = QPolygonF(walk(rng, centre, kVerticesPerFeature, true));
+                   new VectorLine(eastward(rng, centre, kVerticesPerFeature), nullptr));
+        const Polygon__ polygon{QPolygonF(Bench::parcelRing(rng, centre, kVerticesPerFeature)), {}};
         addFeature(polygons, quint64(i + 1), wkbPolygon, new VectorPolygon(polygon, nullptr));
     }
     return {lines, polygons};
@@ -177,7 +152,7 @@ OGRLayer* createGpkgLayer(GDALDataset* dataset, const kstVectorLayer& layer, OGR
 
 bool writeGpkgFeature(OGRLayer* out, const kstVectorCollect& collect)
 {
-    FeaturePtr feature = newFeature(out->GetLayerDefn());
+    const Bench::FeaturePtr feature = Bench::newFeature(out->GetLayerDefn());
     feature->SetFID(GIntBig(collect.m_fid));
     feature->SetField(kFieldName, collect.m_fields.value(QString::fromLatin1(kFieldName)).toString().toUtf8().constData());
     feature->SetField(kFieldCode, GIntBig(collect.m_fields.value(QString::fromLatin1(kFieldCode)).toLongLong()));
@@ -208,10 +183,7 @@ bool writeGpkgFeature(OGRLayer* out, const kstVectorCollect& collect)
 bool writeGpkg(const QList<kstVectorLayer*>& layers, const QString& file, OGRSpatialReference* srs)
 {
     QFile::remove(file);
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GPKG");
-    if (!driver)
-        return false;
-    DatasetPtr dataset(driver->Create(file.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+    const Bench::DatasetPtr dataset = Bench::createVector("GPKG", file);
     if (!dataset)
         return false;
     for (const kstVectorLayer* layer : layers) {
@@ -234,14 +206,14 @@ bool writeGpkg(const QList<kstVectorLayer*>& layers, const QString& file, OGRSpa
 bool readGpkg(const QString& file, Tally& tally)
 {
     tally = Tally();
-    DatasetPtr dataset(GDALDataset::Open(file.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_READONLY));
+    const Bench::DatasetPtr dataset = Bench::openVector(file);
     if (!dataset)
         return false;
     for (OGRLayer* layer : dataset->GetLayers()) {
         layer->ResetReading();
         const int valueIndex = layer->GetLayerDefn()->GetFieldIndex(kFieldValue);
         while (OGRFeature* raw = layer->GetNextFeature()) {
-            FeaturePtr feature(raw, &OGRFeature::DestroyFeature);
+            const Bench::FeaturePtr feature(raw, &OGRFeature::DestroyFeature);
             ++tally.features;
             tally.checksum += feature->GetFieldAsDouble(valueIndex);
             const OGRGeometry* geometry = feature->GetGeometryRef();
@@ -268,24 +240,6 @@ bool readGpkg(const QString& file, Tally& tally)
 
 // --- Measuring ---------------------------------------------------------------
 
-// Best of kRuns; `run` returns false on failure, `after` runs untimed.
-double bestSeconds(const std::function<bool()>& run, const std::function<void()>& after = {})
-{
-    double best = -1.0;
-    for (int i = 0; i < kRuns; ++i) {
-        QElapsedTimer timer;
-        timer.start();
-        const bool ok = run();
-        const double seconds = timer.nsecsElapsed() * 1e-9;
-        if (after)
-            after();
-        if (!ok)
-            return -1.0;
-        best = best < 0 ? seconds : std::min(best, seconds);
-    }
-    return best;
-}
-
 void report(const char* what, double ours, double gdal, const char* unit)
 {
     std::printf("%-8s layers file %10.3f %s   GeoPackage %10.3f %s   ours/GDAL %.2f\n", what, ours, unit, gdal,
@@ -296,22 +250,16 @@ void report(const char* what, double ours, double gdal, const char* unit)
 
 int main(int argc, char** argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    Bench::offscreenByDefault();
     QGuiApplication app(argc, argv);
-    GDALAllRegister();
-
     QTemporaryDir dir;
-    if (!dir.isValid()) {
-        std::fprintf(stderr, "no temporary directory\n");
+    if (!Bench::gdalScratch(dir))
         return 1;
-    }
     const QString ours = dir.filePath(QStringLiteral("bench.kst"));
     const QString gpkg = dir.filePath(QStringLiteral("bench.gpkg"));
 
     OGRSpatialReference srs;
-    srs.SetWellKnownGeogCS("WGS84");
-    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    Bench::setWgs84(srs);
     char* wkt = nullptr;
     srs.exportToWkt(&wkt);
     const QString srsWkt = QString::fromUtf8(wkt);
@@ -323,17 +271,17 @@ int main(int argc, char** argv)
                 qPrintable(dir.path()));
     std::fflush(stdout);
 
-    const double saveOurs = bestSeconds([&] { return kstVectorLayer::saveLayers(layers, ours); });
+    const double saveOurs = Bench::bestSeconds(kRuns, [&] { return kstVectorLayer::saveLayers(layers, ours); });
     QList<kstVectorLayer*> loaded;
     Tally oursRead;
-    const double loadOurs = bestSeconds([&] { return kstVectorLayer::loadLayers(loaded, ours); },
+    const double loadOurs = Bench::bestSeconds(kRuns, [&] { return kstVectorLayer::loadLayers(loaded, ours); },
                                         [&] {
                                             oursRead = tallyLayers(loaded);
                                             destroyLayers(loaded);
                                         });
-    const double saveGdal = bestSeconds([&] { return writeGpkg(layers, gpkg, &srs); });
+    const double saveGdal = Bench::bestSeconds(kRuns, [&] { return writeGpkg(layers, gpkg, &srs); });
     Tally gdalRead;
-    const double loadGdal = bestSeconds([&] { return readGpkg(gpkg, gdalRead); });
+    const double loadGdal = Bench::bestSeconds(kRuns, [&] { return readGpkg(gpkg, gdalRead); });
     destroyLayers(layers);
 
     if (saveOurs < 0 || loadOurs < 0 || saveGdal < 0 || loadGdal < 0) {

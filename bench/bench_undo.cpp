@@ -3,6 +3,7 @@
 // against moving the shapes directly (what the drag itself does), and purging
 // one layer from the whole stack against copying the stack.
 #include "VectorLine.h"
+#include "kstBenchSupport.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorEditLayer.h"
@@ -10,12 +11,9 @@
 #include "kstVectorLayerMemo.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QRandomGenerator>
 
 #include <cstdio>
-#include <functional>
 
 using namespace Kestrum;
 
@@ -28,22 +26,7 @@ constexpr int kTimedSteps = 200;
 
 kstVectorLayer* makeLayer(const QPointF& at)
 {
-    QRandomGenerator rng(3);
-    kstVectorLayer* layer = kstVectorLayer::newLayer();
-    for (int i = 0; i < kShapes; ++i) {
-        QVector<QPointF> points;
-        QPointF p = at + QPointF(rng.generateDouble() * 0.2, rng.generateDouble() * 0.2);
-        for (int k = 0; k < kVertices; ++k)
-            points << (p += QPointF(0.002, rng.generateDouble() * 0.004 - 0.002));
-        auto* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        auto* line = new VectorLine(points, nullptr);
-        line->setShapeCollect(collect, 0);
-        collect->m_shapes << line;
-        layer->m_collects.insert(collect->m_fid, collect);
-    }
-    return layer;
+    return Bench::walkingLines(3, kShapes, kVertices, at, QSizeF(0.2, 0.2), 0.002);
 }
 
 QList<kstVectorShape*> shapesOf(kstVectorLayer* layer)
@@ -67,14 +50,6 @@ void moveAll(const QList<kstVectorShape*>& shapes, double by)
 {
     for (kstVectorShape* shape : shapes)
         shape->moveShapeTo(GCP(shape->ltGcp().lon() + by, shape->ltGcp().lat() - by));
-}
-
-double msFor(const std::function<void()>& work)
-{
-    QElapsedTimer timer;
-    timer.start();
-    work();
-    return timer.nsecsElapsed() / 1e6;
 }
 
 double residentMB()
@@ -107,12 +82,12 @@ int main(int argc, char* argv[])
     // Baseline: one direct move of the 100 shapes.
     double direct = 0;
     for (int i = 0; i < kTimedSteps; ++i)
-        direct += msFor([&] { moveAll(shapes, i % 2 ? 0.001 : -0.001); });
+        direct += Bench::msFor([&] { moveAll(shapes, i % 2 ? 0.001 : -0.001); });
     direct /= kTimedSteps;
 
     // The stack: records as a drag makes them, the last ones with real moves.
     const double before = residentMB();
-    const double building = msFor([&] {
+    const double building = Bench::msFor([&] {
         for (int i = 0; i < kRecords - kTimedSteps; ++i)
             memo->memo(LayerMemo::ShapesMove, shapes, ltGcps(shapes));
     });
@@ -124,9 +99,9 @@ int main(int argc, char* argv[])
 
     double undo = 0, redo = 0;
     for (int i = 0; i < kTimedSteps; ++i)
-        undo += msFor([&] { memo->undo(); });
+        undo += Bench::msFor([&] { memo->undo(); });
     for (int i = 0; i < kTimedSteps; ++i)
-        redo += msFor([&] { memo->redo(); });
+        redo += Bench::msFor([&] { memo->redo(); });
     undo /= kTimedSteps;
     redo /= kTimedSteps;
 
@@ -141,15 +116,15 @@ int main(int argc, char* argv[])
     // Purging: a layer without records (the whole stack is walked), then the
     // moved layer (every record goes), against copying the stack.
     const QList<LayerMemo> stack = memo->undoList();
-    const double copy = msFor([&] {
+    const double copy = Bench::msFor([&] {
         QList<LayerMemo> copied;
         copied.reserve(stack.size());
         for (const LayerMemo& rec : stack)
             copied.append(rec);
     });
-    const double purgeNone = msFor([&] { memo->removeDo(other); });
+    const double purgeNone = Bench::msFor([&] { memo->removeDo(other); });
     const int left = memo->undoList().size();
-    const double purgeAll = msFor([&] { memo->removeDo(moved); });
+    const double purgeAll = Bench::msFor([&] { memo->removeDo(moved); });
     std::printf("copy of %d records:    %8.3f ms (baseline)\n", int(stack.size()), copy);
     std::printf("purge, nothing matches:    %8.3f ms  %.2fx baseline, %.2f of the 50 ms goal (%d kept)\n", purgeNone,
                 purgeNone / copy, purgeNone / 50.0, left);
@@ -164,7 +139,7 @@ int main(int argc, char* argv[])
             own.append(shape);
         memo->memo(LayerMemo::ShapesMove, own, ltGcps(shapes));
     }
-    const double purgeUnshared = msFor([&] { memo->removeDo(other); });
+    const double purgeUnshared = Bench::msFor([&] { memo->removeDo(other); });
     std::printf("purge, unshared lists:     %8.3f ms  %.2f of the 50 ms goal\n", purgeUnshared, purgeUnshared / 50.0);
 
     memo->clearDo();

@@ -2,6 +2,8 @@
 #include "kstDemoUndoActions.h"
 
 #include "VectorPoint.h"
+#include "kstSampleLayer.h"
+#include "kstShapeTestSupport.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
 #include "kstTileMapView.h"
@@ -69,30 +71,18 @@ void tst_kstDemoEditTools::undoActionsFollowTheRecorder()
 
 void tst_kstDemoEditTools::fitPanelEstimatesAndApplies()
 {
-    kstTileMapView view;
-    view.resize(640, 480);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    view.panAndZoom(GCP(116.4, 39.9), 11);
     auto* editLayer = new ClickableEditLayer;
-    editLayer->addToMapView(&view);
+    ShapeTestScene scene(GCP(116.4, 39.9), 11, editLayer);
     editLayer->setLayerAction(kstVectorEditLayer::Fit);
-
     kstVectorLayer* layer = kstVectorLayer::newLayer();
-    layer->m_name = QStringLiteral("points");
-    kstVectorCollect* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = 1;
     auto* point = new VectorPoint(QPointF(116.4, 39.9), nullptr);
-    point->setShapeCollect(collect, 0);
-    collect->m_shapes << point;
-    layer->m_collects.insert(1, collect);
+    addCollect(layer, {point});
     editLayer->insertLayer(layer, 0);
 
     kstDemoFitPanel panel(editLayer);
     QVERIFY(!panel.valid());
     // Three lines that shift everything by (250 m, -100 m).
-    kstProjection* proj = view.projection();
+    kstProjection* proj = scene.projection();
     const PCP origin = GCP(116.4, 39.9).toPcp(proj);
     for (const QPointF& offset : {QPointF(0, 0), QPointF(3000, 500), QPointF(-1200, 2500)}) {
         const PCP from(origin.x() + offset.x(), origin.y() + offset.y());
@@ -124,8 +114,6 @@ void tst_kstDemoEditTools::fitPanelEstimatesAndApplies()
     QVERIFY(!panel.valid());
 
     editLayer->deleteLayer(layer);
-    editLayer->removeFromMapView();
-    delete editLayer;
 }
 
 QTEST_MAIN(tst_kstDemoEditTools)

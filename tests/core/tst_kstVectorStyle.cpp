@@ -14,34 +14,16 @@ private slots:
     void randomStylesChangeNothing();
 };
 
+// The pictures come from the library's resources; the changeable values
+// start as copies of the constants.
 void tst_kstVectorStyle::defaultsMatchTheLibraryLook()
 {
-    // The marker is the compiled-in picture: 32 pixels, opaque at its tip.
     QCOMPARE(kstVectorStyle::markerIcon_default.size(), QSize(32, 32));
-    QCOMPARE(kstVectorStyle::markerAnchor_default, QPoint(17, 31));
     QVERIFY(qAlpha(kstVectorStyle::markerIcon_default.pixel(17, 30)) > 0);
     QCOMPARE(qAlpha(kstVectorStyle::markerIcon_default.pixel(0, 31)), 0);
     QVERIFY(!QImage(QStringLiteral(":/kstVector/Resources/icon/cursor_vexter_move_32.png")).isNull());
-
-    const QPen border = kstVectorStyle::pointBorderPen_default;
-    QCOMPARE(border.color(), QColor(68, 68, 68, 255));
-    QCOMPARE(border.widthF(), 1.0);
-    QCOMPARE(border.capStyle(), Qt::SquareCap);
-    QCOMPARE(border.joinStyle(), Qt::BevelJoin);
-    QCOMPARE(kstVectorStyle::linePen_default.widthF(), 1.5);
-    QCOMPARE(kstVectorStyle::linePen_default.color(), QColor(0, 255, 0));
-    QCOMPARE(kstVectorStyle::polygonFillBrush_default.color(), QColor(0, 0, 255, 68));
-    QCOMPARE(kstVectorStyle::polygonFillBrush_New_default.color(), QColor(0, 0, 255, 51));
-    QCOMPARE(kstVectorStyle::polygonBorderPen_New_default.color(), QColor(Qt::red));
-
-    QCOMPARE(kstVectorStyle::labelFont_default.family(), QStringLiteral("微软雅黑"));
-    QCOMPARE(kstVectorStyle::labelFont_default.pointSize(), 9);
-    QVERIFY(!kstVectorStyle::labelFont_default.italic());
-
-    // The changeable values start as copies of the constants.
     QCOMPARE(kstVectorStyle::linePen, kstVectorStyle::linePen_default);
     QCOMPARE(kstVectorStyle::markerIcon, kstVectorStyle::markerIcon_default);
-    QCOMPARE(kstVectorStyle::boxLineWidth, 1.5);
 }
 
 void tst_kstVectorStyle::resetRestoresOnlyWhatItCovers()

@@ -14,16 +14,10 @@
 using namespace Kestrum;
 
 EditFixture::EditFixture(const GCP& center, int level)
-    : m_view(new kstTileMapView)
-    , m_layer(new SnapEditLayer)
+    : m_layer(new SnapEditLayer)
+    , m_scene(center, level, m_layer)
     , m_data(kstVectorLayer::newLayer())
 {
-    m_view->resize(800, 600);
-    m_view->show();
-    if (!QTest::qWaitForWindowExposed(m_view))
-        qWarning("map view was not exposed");
-    m_view->panAndZoom(center, level);
-    m_layer->addToMapView(m_view);
     m_layer->insertLayer(m_data, 0);
     m_layer->resetZLevel();
     QObject::connect(m_layer, &kstVectorEditLayer::collectCreate, m_layer, [this](kstVectorCollect* collect) {
@@ -40,9 +34,6 @@ EditFixture::~EditFixture()
         m_layer->removeLayer(layer);
         kstVectorLayer::destoryLayer(layer);
     }
-    m_layer->removeFromMapView();
-    delete m_layer;
-    delete m_view;
 }
 
 kstVectorShape* EditFixture::add(kstVectorShape* shape, kstVectorCollect* collect)
@@ -73,31 +64,39 @@ kstVectorLayer* EditFixture::addLayer()
 
 void EditFixture::click(const QPoint& p, Qt::KeyboardModifiers modifiers)
 {
-    QTest::mouseClick(m_view->viewport(), Qt::LeftButton, modifiers, p);
+    QTest::mouseClick(view().viewport(), Qt::LeftButton, modifiers, p);
+}
+
+void EditFixture::clickEach(const QList<QPoint>& points)
+{
+    for (const QPoint& p : points) {
+        hover(p);
+        click(p);
+    }
 }
 
 void EditFixture::press(const QPoint& p)
 {
-    QTest::mousePress(m_view->viewport(), Qt::LeftButton, Qt::NoModifier, p);
+    QTest::mousePress(view().viewport(), Qt::LeftButton, Qt::NoModifier, p);
 }
 
 void EditFixture::release(const QPoint& p)
 {
-    QTest::mouseRelease(m_view->viewport(), Qt::LeftButton, Qt::NoModifier, p);
+    QTest::mouseRelease(view().viewport(), Qt::LeftButton, Qt::NoModifier, p);
 }
 
 void EditFixture::hover(const QPoint& p)
 {
-    QMouseEvent move(QEvent::MouseMove, p, m_view->viewport()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,
+    QMouseEvent move(QEvent::MouseMove, p, view().viewport()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,
                      Qt::NoModifier);
-    QApplication::sendEvent(m_view->viewport(), &move);
+    QApplication::sendEvent(view().viewport(), &move);
 }
 
 void EditFixture::dragTo(const QPoint& p)
 {
-    QMouseEvent move(QEvent::MouseMove, p, m_view->viewport()->mapToGlobal(p), Qt::NoButton, Qt::LeftButton,
+    QMouseEvent move(QEvent::MouseMove, p, view().viewport()->mapToGlobal(p), Qt::NoButton, Qt::LeftButton,
                      Qt::NoModifier);
-    QApplication::sendEvent(m_view->viewport(), &move);
+    QApplication::sendEvent(view().viewport(), &move);
 }
 
 void EditFixture::drag(const QPoint& from, const QPoint& to, int steps)
@@ -111,25 +110,25 @@ void EditFixture::drag(const QPoint& from, const QPoint& to, int steps)
 void EditFixture::doubleClick(const QPoint& p)
 {
     click(p);
-    QTest::mouseDClick(m_view->viewport(), Qt::LeftButton, Qt::NoModifier, p);
+    QTest::mouseDClick(view().viewport(), Qt::LeftButton, Qt::NoModifier, p);
     release(p);
 }
 
 void EditFixture::rightClick(const QPoint& p)
 {
     // The press is not taken by the edit layer; the menu event carries the click.
-    const QPoint global = m_view->viewport()->mapToGlobal(p);
+    const QPoint global = view().viewport()->mapToGlobal(p);
     QMouseEvent press(QEvent::MouseButtonPress, p, global, Qt::RightButton, Qt::RightButton, Qt::NoModifier);
-    QApplication::sendEvent(m_view->viewport(), &press);
+    QApplication::sendEvent(view().viewport(), &press);
     QMouseEvent release(QEvent::MouseButtonRelease, p, global, Qt::RightButton, Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(m_view->viewport(), &release);
-    QContextMenuEvent menu(QContextMenuEvent::Mouse, p, m_view->viewport()->mapToGlobal(p));
-    QApplication::sendEvent(m_view->viewport(), &menu);
+    QApplication::sendEvent(view().viewport(), &release);
+    QContextMenuEvent menu(QContextMenuEvent::Mouse, p, view().viewport()->mapToGlobal(p));
+    QApplication::sendEvent(view().viewport(), &menu);
 }
 
 QPointF EditFixture::itemPos(const QPoint& p) const
 {
-    return m_layer->mapFromScene(m_view->mapToScene(p));
+    return m_layer->mapFromScene(view().mapToScene(p));
 }
 
 namespace {
@@ -144,17 +143,17 @@ double metresPerPixel(int level)
 
 QPointF EditFixture::pixOf(const GCP& gcp) const
 {
-    const double mpp = metresPerPixel(m_view->level());
+    const double mpp = metresPerPixel(view().level());
     const double x = kR * gcp.lon() * kPi / 180.0;
     const double y = kR * std::log(std::tan(kPi / 4 + gcp.lat() * kPi / 360.0));
-    const PCP lt = m_view->currentLeftTopPcp();
+    const PCP lt = view().currentLeftTopPcp();
     return QPointF((x - lt.x()) / mpp, (lt.y() - y) / mpp);
 }
 
 GCP EditFixture::expectedGcp(const QPointF& viewportPix) const
 {
-    const double mpp = metresPerPixel(m_view->level());
-    const PCP lt = m_view->currentLeftTopPcp();
+    const double mpp = metresPerPixel(view().level());
+    const PCP lt = view().currentLeftTopPcp();
     const double x = lt.x() + viewportPix.x() * mpp;
     const double y = lt.y() - viewportPix.y() * mpp;
     return GCP(x / kR * 180.0 / kPi, (2 * std::atan(std::exp(y / kR)) - kPi / 2) * 180.0 / kPi);

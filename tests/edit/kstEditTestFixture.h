@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kstShapeTestSupport.h"
 #include "kstTileMapView.h"
 #include "kstVectorEditLayer.h"
 
@@ -30,7 +31,7 @@ public:
     EditFixture(const Kestrum::GCP& center, int level);
     ~EditFixture();
 
-    Kestrum::kstTileMapView& view() { return *m_view; }
+    Kestrum::kstTileMapView& view() const { return m_scene.view(); }
     SnapEditLayer& layer() { return *m_layer; }
     Kestrum::kstVectorLayer* data() const { return m_data; }
     const QList<Kestrum::kstVectorCollect*>& created() const { return m_created; }
@@ -42,6 +43,8 @@ public:
 
     // Mouse input on the viewport at viewport pixels.
     void click(const QPoint& p, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+    // Moves the pointer to each point in turn and clicks there, as a hand does.
+    void clickEach(const QList<QPoint>& points);
     void press(const QPoint& p);
     void release(const QPoint& p);
     void hover(const QPoint& p);
@@ -60,8 +63,8 @@ public:
     Kestrum::GCP expectedGcp(const QPointF& viewportPix) const;
 
 private:
-    Kestrum::kstTileMapView* m_view;
     SnapEditLayer* m_layer;
+    Kestrum::ShapeTestScene m_scene;
     Kestrum::kstVectorLayer* m_data;
     QList<Kestrum::kstVectorLayer*> m_extraLayers;
     QList<Kestrum::kstVectorCollect*> m_created;

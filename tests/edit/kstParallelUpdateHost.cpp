@@ -7,7 +7,6 @@
 #include "kstVectorCollect.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorLayer.h"
-#include "kstWebMercatorProjection.h"
 
 #include <QApplication>
 #include <QtTest>
@@ -15,20 +14,6 @@
 using namespace Kestrum;
 
 namespace {
-
-class ShiftedMercator : public kstWebMercatorProjection
-{
-public:
-    PCP forward(const GCP& gcp) const override
-    {
-        const PCP p = kstWebMercatorProjection::forward(gcp);
-        return PCP(p.x() + 5000.0, p.y() - 3000.0);
-    }
-    GCP inverse(const PCP& pcp) const override
-    {
-        return kstWebMercatorProjection::inverse(PCP(pcp.x() - 5000.0, pcp.y() + 3000.0));
-    }
-};
 
 void settle(kstTileMapView& view)
 {
@@ -54,7 +39,7 @@ int main(int argc, char* argv[])
     edit.updateLabels();
     settle(view);
 
-    ShiftedMercator shifted;
+    ShiftedMercator shifted(5000.0, -3000.0);
     ShiftCorrection shift(0.001, -0.002);
     for (int round = 0; round < 12; ++round) {
         round % 2 ? view.zoomOut() : view.zoomIn();

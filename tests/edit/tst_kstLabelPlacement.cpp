@@ -1,6 +1,7 @@
 #include "VectorLine.h"
 #include "VectorPoint.h"
 #include "kstLabelGrid.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
@@ -20,13 +21,7 @@ namespace {
 template <class Shape>
 Shape* labelled(kstVectorLayer* layer, Shape* shape, const QString& text)
 {
-    auto* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = layer->genFid();
-    collect->m_text = text;
-    shape->setShapeCollect(collect, 0);
-    collect->m_shapes << shape;
-    layer->m_collects.insert(collect->m_fid, collect);
+    addCollect(layer, {shape})->m_text = text;
     return shape;
 }
 

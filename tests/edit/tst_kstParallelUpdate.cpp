@@ -88,14 +88,6 @@ QVector<QPointF> pixelsOf(kstVectorShape* shape)
     }
 }
 
-QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer)
-{
-    QList<kstVectorShape*> shapes;
-    for (const kstVectorCollect* collect : layer->m_collects)
-        shapes += collect->m_shapes;
-    return shapes;
-}
-
 // Where the first shapes of two layers differ, or an empty text.
 QString firstDifference(const kstVectorLayer* expected, const kstVectorLayer* got, int count)
 {

@@ -82,8 +82,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     QVERIFY(layer.newingPoints().isEmpty());
 
     const QPoint p0(200, 200), p1(300, 220), p2(320, 330);
-    f.hover(p0);
-    f.click(p0);
+    f.clickEach({p0});
     QCOMPARE(layer.newingState(), 2);
     // The release hovers too: the rubber band starts under the pointer.
     QCOMPARE(layer.newingPoints(), (QList<QPointF>{f.itemPos(p0), f.itemPos(p0)}));
@@ -95,8 +94,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     f.rightClick(QPoint(500, 500)); // takes back the last placed vertex
     QCOMPARE(layer.newingPoints(), (QList<QPointF>{f.itemPos(p0), f.itemPos(QPoint(500, 500))}));
     QCOMPARE(layer.newingState(), 2);
-    f.hover(p1);
-    f.click(p1);
+    f.clickEach({p1});
     f.hover(p2);
     f.doubleClick(p2);
     QCOMPARE(f.created().size(), 1);
@@ -120,8 +118,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     QVERIFY(QLineF(line->mapToScene(line->pixData().at(1)), f.view().mapToScene(p1)).length() < 1e-6);
 
     // A double click with one placed vertex creates nothing; drawing goes on.
-    f.hover(p0);
-    f.click(p0);
+    f.clickEach({p0});
     f.doubleClick(p0);
     QCOMPARE(f.created().size(), 1);
     QCOMPARE(layer.newingState(), 2);
@@ -135,12 +132,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     // is finished, and the first click after it only resets.
     layer.setLayerAction(kstVectorEditLayer::NewPolygon);
     const QPoint q0(400, 100), q1(500, 100), q2(450, 200);
-    f.hover(q0);
-    f.click(q0);
-    f.hover(q1);
-    f.click(q1);
-    f.hover(q2);
-    f.click(q2);
+    f.clickEach({q0, q1, q2});
     QTest::mouseDClick(f.view().viewport(), Qt::LeftButton, Qt::NoModifier, q2);
     QCOMPARE(f.created().size(), 2);
     QCOMPARE(layer.newingState(), 3);
@@ -157,10 +149,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     VERIFY_GCP(ring.outer.at(2), f.expectedGcp(q2));
 
     // Two placed vertices are too few for a polygon.
-    f.hover(q0);
-    f.click(q0);
-    f.hover(q1);
-    f.click(q1);
+    f.clickEach({q0, q1});
     f.doubleClick(q1);
     QCOMPARE(f.created().size(), 2);
     QCOMPARE(layer.newingState(), 2);
@@ -190,8 +179,7 @@ void tst_kstVectorEditDrawing::pointsRectanglesAndCircles()
     // A rectangle: a second click before the pointer moved builds nothing.
     layer.setLayerAction(kstVectorEditLayer::NewRect);
     const QPoint a(300, 300), b(200, 380);
-    f.hover(a);
-    f.click(a);
+    f.clickEach({a});
     f.click(a);
     QCOMPARE(f.created().size(), 1);
     QCOMPARE(layer.newingState(), 2);
@@ -202,10 +190,7 @@ void tst_kstVectorEditDrawing::pointsRectanglesAndCircles()
     f.rightClick(b);
     QCOMPARE(layer.newingState(), 1);
     QVERIFY(layer.newingPoints().isEmpty());
-    f.hover(a);
-    f.click(a);
-    f.hover(b);
-    f.click(b);
+    f.clickEach({a, b});
     QCOMPARE(f.created().size(), 2);
     QCOMPARE(layer.newingState(), 1);
     auto* rect = dynamic_cast<VectorRect*>(f.created().at(1)->m_shapes.first());
@@ -220,8 +205,7 @@ void tst_kstVectorEditDrawing::pointsRectanglesAndCircles()
     // A circle of 120 ring points every 3 degrees from the positive x axis.
     layer.setLayerAction(kstVectorEditLayer::NewCircle);
     const QPoint c(400, 300);
-    f.hover(c);
-    f.click(c);
+    f.clickEach({c});
     f.click(c); // only the centre: ignored
     QCOMPARE(f.created().size(), 2);
     f.hover(QPoint(460, 300));
@@ -265,8 +249,7 @@ void tst_kstVectorEditDrawing::drawingNearTheEdgeOfTheWorld()
     // A circle that would leave the extent keeps its last radius.
     layer.setLayerAction(kstVectorEditLayer::NewCircle);
     const QPoint c(400, int(top) + 40);
-    f.hover(c);
-    f.click(c);
+    f.clickEach({c});
     f.hover(c + QPoint(30, 0));
     const QList<QPointF> inside = layer.newingPoints();
     QCOMPARE(inside.size(), 5);
@@ -287,10 +270,7 @@ void tst_kstVectorEditDrawing::rubberBandAndRadiusArePainted()
     kstVectorEditLayer& layer = f.layer();
     layer.setLayerAction(kstVectorEditLayer::NewPolygon);
     const QPoint q0(100, 100), q1(300, 120), q2(250, 300);
-    f.hover(q0);
-    f.click(q0);
-    f.hover(q1);
-    f.click(q1);
+    f.clickEach({q0, q1});
     f.hover(q2);
     QImage image = f.view().viewport()->grab().toImage();
     keepScreenshot(image, QStringLiteral("drawing_polygon.png"));
@@ -313,8 +293,7 @@ void tst_kstVectorEditDrawing::rubberBandAndRadiusArePainted()
     layer.setLayerAction(kstVectorEditLayer::NewCircle);
     QVERIFY(layer.newingPoints().isEmpty());
     const QPoint c(400, 300);
-    f.hover(c);
-    f.click(c);
+    f.clickEach({c});
     f.hover(c + QPoint(200, 0));
     image = f.view().viewport()->grab().toImage();
     keepScreenshot(image, QStringLiteral("drawing_circle.png"));
@@ -327,8 +306,7 @@ void tst_kstVectorEditDrawing::rubberBandAndRadiusArePainted()
 
     // A short radius leaves out line and text.
     f.rightClick(c);
-    f.hover(c);
-    f.click(c);
+    f.clickEach({c});
     f.hover(c + QPoint(8, 0));
     image = f.view().viewport()->grab().toImage();
     QVERIFY(!hasColorNear(image, c + QPoint(4, 0), 0, isText));
@@ -340,8 +318,7 @@ void tst_kstVectorEditDrawing::drawnPointsFollowZoom()
     kstVectorEditLayer& layer = f.layer();
     layer.setLayerAction(kstVectorEditLayer::NewLine);
     const QPoint p0(300, 250), p1(420, 330);
-    f.hover(p0);
-    f.click(p0);
+    f.clickEach({p0});
     f.hover(p1);
     const GCP g0 = f.expectedGcp(p0);
     const GCP g1 = f.expectedGcp(p1);
@@ -363,15 +340,11 @@ void tst_kstVectorEditDrawing::fitModeEventsReachTheFitLines()
     int changes = 0;
     connect(&layer, &kstVectorEditLayer::fitValuesChanged, this, [&] { ++changes; });
     layer.setLayerAction(kstVectorEditLayer::Fit);
-    f.hover(QPoint(100, 100));
-    f.click(QPoint(100, 100));
-    f.hover(QPoint(180, 140));
-    f.click(QPoint(180, 140));
+    f.clickEach({QPoint(100, 100), QPoint(180, 140)});
     QCOMPARE(layer.fitLines(), QList<QLineF>{QLineF(f.itemPos(QPoint(100, 100)), f.itemPos(QPoint(180, 140)))});
     QCOMPARE(changes, 1);
     // A right click drops a line being drawn; drawing modes' lists stay empty.
-    f.hover(QPoint(300, 300));
-    f.click(QPoint(300, 300));
+    f.clickEach({QPoint(300, 300)});
     f.hover(QPoint(320, 330));
     QCOMPARE(layer.fitLines().size(), 2);
     f.rightClick(QPoint(320, 330));

@@ -1,8 +1,8 @@
 #include "VectorLine.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
-#include "kstWebMercatorProjection.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
@@ -30,13 +30,7 @@ kstVectorLayer* lineLayer(int count, quint32 seed)
     for (int i = 0; i < count; ++i) {
         const QPointF start(100 + rng.generateDouble() * 20, 30 + rng.generateDouble() * 10);
         QVector<QPointF> points{start, start + QPointF(0.05, 0.02), start + QPointF(0.1, -0.03)};
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = layer->genFid();
-        VectorLine* line = new Line(points, nullptr);
-        line->setShapeCollect(collect, 0);
-        collect->m_shapes << line;
-        layer->m_collects.insert(collect->m_fid, collect);
+        addCollect(layer, {new Line(points, nullptr)});
     }
     return layer;
 }
@@ -59,20 +53,6 @@ double worstPixelError(kstTileMapView& view, kstVectorLayer* layer)
     return worst;
 }
 
-class ShiftedMercator : public kstWebMercatorProjection
-{
-public:
-    PCP forward(const GCP& gcp) const override
-    {
-        const PCP p = kstWebMercatorProjection::forward(gcp);
-        return PCP(p.x() + 5000.0, p.y() - 3000.0);
-    }
-    GCP inverse(const PCP& pcp) const override
-    {
-        return kstWebMercatorProjection::inverse(PCP(pcp.x() - 5000.0, pcp.y() + 3000.0));
-    }
-};
-
 } // namespace
 
 class tst_kstVectorEditLayer : public QObject
@@ -81,7 +61,6 @@ class tst_kstVectorEditLayer : public QObject
 
 private slots:
     void shapesFollowPansZoomsAndConfig();
-    void parallelAndSequentialUpdatesAgree();
     void zLevelsStackLayersAndSelection();
     void collectsAndShapesComeAndGo();
     void visibilityAndSelectionStates();
@@ -112,7 +91,7 @@ void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
     QVERIFY(first->pixData() != pixBefore);
     QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
 
-    ShiftedMercator shifted;
+    ShiftedMercator shifted(5000.0, -3000.0);
     scene.view().setConfig(&shifted, nullptr, nullptr);
     QVERIFY(worstPixelError(scene.view(), layer) < 1e-6);
     scene.view().setConfig(nullptr, nullptr, nullptr);
@@ -134,36 +113,6 @@ void tst_kstVectorEditLayer::shapesFollowPansZoomsAndConfig()
     QVERIFY(!first->parentItem());
     QCOMPARE(first->geoData().size(), 3);
     kstVectorLayer::destoryLayer(layer);
-}
-
-void tst_kstVectorEditLayer::parallelAndSequentialUpdatesAgree()
-{
-    // 999 shapes take the sequential path, 1000 the thread pool; the first 999
-    // lines are the same in both, and must end in the same places.
-    ShapeTestScene sequential(GCP(110, 35), 7);
-    ShapeTestScene parallel(GCP(110, 35), 7);
-    kstVectorLayer* few = lineLayer(999, 11);
-    kstVectorLayer* many = lineLayer(1000, 11);
-    sequential.layer().insertLayer(few, 0);
-    parallel.layer().insertLayer(many, 0);
-    for (int level : {8, 5, 10}) {
-        sequential.zoomTo(level);
-        parallel.zoomTo(level);
-        QVERIFY(worstPixelError(parallel.view(), many) < 1e-6);
-        auto a = few->m_collects.cbegin();
-        auto b = many->m_collects.cbegin();
-        for (; a != few->m_collects.cend(); ++a, ++b) {
-            auto* la = static_cast<VectorLine*>(a.value()->m_shapes.first());
-            auto* lb = static_cast<VectorLine*>(b.value()->m_shapes.first());
-            QCOMPARE(lb->pos(), la->pos());
-            QCOMPARE(lb->pixData(), la->pixData());
-            QCOMPARE(lb->shapePath(), la->shapePath());
-        }
-    }
-    sequential.layer().layers().clear();
-    parallel.layer().layers().clear();
-    kstVectorLayer::destoryLayer(few);
-    kstVectorLayer::destoryLayer(many);
 }
 
 void tst_kstVectorEditLayer::zLevelsStackLayersAndSelection()

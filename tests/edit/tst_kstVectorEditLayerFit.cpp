@@ -3,6 +3,7 @@
 #include "kstFourParamter.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
+#include "kstShapeTestSupport.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
 #include "kstVectorEditLayer.h"
@@ -59,28 +60,16 @@ public:
     }
 };
 
-class FitScene
+// A shown view in Fit mode at Beijing.
+class FitScene : public ShapeTestScene
 {
 public:
-    explicit FitScene(int level = 12)
+    explicit FitScene(int level = 12) : ShapeTestScene(GCP(116.4, 39.9), level, new FitLayer)
     {
-        view.resize(800, 600);
-        view.show();
-        QTest::qWaitForWindowExposed(&view);
-        view.panAndZoom(GCP(116.4, 39.9), level);
-        layer->addToMapView(&view);
-        layer->setLayerAction(kstVectorEditLayer::Fit);
+        layer().setLayerAction(kstVectorEditLayer::Fit);
     }
-    ~FitScene()
-    {
-        layer->removeFromMapView();
-        delete layer;
-    }
-    kstProjection* proj() const { return view.projection(); }
-    PCP pcp(double lon, double lat) const { return GCP(lon, lat).toPcp(proj()); }
-
-    kstTileMapView view;
-    FitLayer* layer = new FitLayer;
+    FitLayer* fitLayer() const { return static_cast<FitLayer*>(&layer()); }
+    PCP pcp(double lon, double lat) const { return GCP(lon, lat).toPcp(projection()); }
 };
 
 // The overlay painted by the edit layer around an item position, in a
@@ -129,7 +118,7 @@ private slots:
 void tst_kstVectorEditLayerFit::drawingAndEditingFitLines()
 {
     FitScene scene;
-    FitLayer* layer = scene.layer;
+    FitLayer* layer = scene.fitLayer();
     QSignalSpy changed(layer, &kstVectorEditLayer::fitValuesChanged);
     const QPointF a(1000, 2000), b(1100, 2050), c(900, 1900);
 
@@ -217,7 +206,7 @@ void tst_kstVectorEditLayerFit::drawingAndEditingFitLines()
 void tst_kstVectorEditLayerFit::fitLinesStayOnTheMap()
 {
     FitScene scene(10);
-    FitLayer* layer = scene.layer;
+    FitLayer* layer = scene.fitLayer();
     layer->drawLine(layer->pix(scene.pcp(116.3, 39.95)), layer->pix(scene.pcp(116.5, 39.85)));
     layer->drawLine(layer->pix(scene.pcp(116.45, 39.8)), layer->pix(scene.pcp(116.35, 39.99)));
     layer->drawLine(QPointF(0, 0), QPointF(0, 0));
@@ -227,12 +216,12 @@ void tst_kstVectorEditLayerFit::fitLinesStayOnTheMap()
     QVERIFY(std::abs(src0.at(2).x() - scene.pcp(116.2, 39.7).x()) < 1e-6);
 
     // Pans move the item only; zooms rescale the lines' pixels.
-    scene.view.panBy(QPointF(123, -45));
-    scene.view.zoomIn(QPointF(200, 300));
-    scene.view.zoomIn(QPointF(600, 100));
-    scene.view.panAndZoom(GCP(116.0, 40.2), 5);
-    scene.view.zoomOut(QPointF(10, 10));
-    scene.view.panAndZoom(GCP(116.4, 39.9), 17);
+    scene.view().panBy(QPointF(123, -45));
+    scene.view().zoomIn(QPointF(200, 300));
+    scene.view().zoomIn(QPointF(600, 100));
+    scene.view().panAndZoom(GCP(116.0, 40.2), 5);
+    scene.view().zoomOut(QPointF(10, 10));
+    scene.view().panAndZoom(GCP(116.4, 39.9), 17);
     QList<PCP> src, dst;
     layer->getFitValues(src, dst);
     QCOMPARE(src.size(), 3);
@@ -246,7 +235,7 @@ void tst_kstVectorEditLayerFit::fitLinesStayOnTheMap()
 void tst_kstVectorEditLayerFit::knownSimilarityIsRecoveredAndApplied()
 {
     FitScene scene(9);
-    FitLayer* layer = scene.layer;
+    FitLayer* layer = scene.fitLayer();
     FourParamter__ truth(120.0, -45.0);
     truth.scale = 1.0002;
     truth.rotation = 0.3 * M_PI / 180.0;
@@ -292,7 +281,7 @@ void tst_kstVectorEditLayerFit::knownSimilarityIsRecoveredAndApplied()
     double worst = 0;
     for (int i = 0; i < moved.size(); ++i) {
         const PCP expected(model.transform(scene.pcp(original[i].x(), original[i].y()).toPointF()));
-        const PCP got = GCP(moved[i]).toPcp(scene.proj());
+        const PCP got = GCP(moved[i]).toPcp(scene.projection());
         worst = qMax(worst, std::hypot(got.x() - expected.x(), got.y() - expected.y()));
     }
     QVERIFY2(worst < 1e-3, qPrintable(QString::number(worst)));
@@ -305,7 +294,7 @@ void tst_kstVectorEditLayerFit::knownSimilarityIsRecoveredAndApplied()
 void tst_kstVectorEditLayerFit::arrowsAreDrawnInFitModeOnly()
 {
     FitScene scene;
-    FitLayer* layer = scene.layer;
+    FitLayer* layer = scene.fitLayer();
     const QPointF at(5000.5, 3000.5);
     layer->drawLine(at, at);
     layer->drawLine(at + QPointF(0, 40), at + QPointF(30, 40));

@@ -322,8 +322,7 @@ void tst_kstVectorEditSelection::rectangleDirectionAndPolygonSelect()
 
     layer.setLayerAction(kstVectorEditLayer::RectSelect);
     QCOMPARE(layer.boxSelectState(), 1);
-    f.hover(QPoint(150, 150));
-    f.click(QPoint(150, 150));
+    f.clickEach({QPoint(150, 150)});
     QCOMPARE(layer.boxSelectState(), 2);
     f.hover(QPoint(450, 450));
     QCOMPARE(layer.boxPoints(), (QList<QPointF>{f.itemPos(QPoint(150, 150)), f.itemPos(QPoint(450, 450))}));
@@ -331,10 +330,7 @@ void tst_kstVectorEditSelection::rectangleDirectionAndPolygonSelect()
     QCOMPARE(layer.boxSelectState(), 1);
     QVERIFY(layer.boxPoints().isEmpty());
     // Towards the lower right: everything touched.
-    f.hover(QPoint(150, 150));
-    f.click(QPoint(150, 150));
-    f.hover(QPoint(450, 450));
-    f.click(QPoint(450, 450));
+    f.clickEach({QPoint(150, 150), QPoint(450, 450)});
     QCOMPARE(layer.selectedShapes().size(), 2);
     QVERIFY(layer.selectedShapes().contains(partly) && layer.selectedShapes().contains(inside));
     QCOMPARE(layer.layerAction(), kstVectorEditLayer::SelectEdit);
@@ -345,22 +341,14 @@ void tst_kstVectorEditSelection::rectangleDirectionAndPolygonSelect()
     for (const QPoint& start : {QPoint(450, 450), QPoint(450, 150), QPoint(150, 450)}) {
         const QPoint end = QPoint(600, 600) - start;
         layer.setLayerAction(kstVectorEditLayer::RectSelect);
-        f.hover(start);
-        f.click(start);
-        f.hover(end);
-        f.click(end);
+        f.clickEach({start, end});
         QCOMPARE(layer.selectedShapes(), QList<kstVectorShape*>{inside});
     }
 
     // A selection polygon: click, click, double click; the next click ends the mode.
     layer.setLayerAction(kstVectorEditLayer::PolygonSelect);
     const QList<QPoint> corners{QPoint(550, 400), QPoint(700, 420), QPoint(640, 560)};
-    f.hover(corners[0]);
-    f.click(corners[0]);
-    f.hover(corners[1]);
-    f.click(corners[1]);
-    f.hover(corners[2]);
-    f.click(corners[2]);
+    f.clickEach(corners);
     QTest::mouseDClick(f.view().viewport(), Qt::LeftButton, Qt::NoModifier, corners[2]);
     QCOMPARE(layer.selectedShapes(), QList<kstVectorShape*>{outside});
     QCOMPARE(layer.boxSelectState(), 3);
@@ -397,8 +385,7 @@ void tst_kstVectorEditSelection::snappingToVertices()
     // The rubber band of a line being drawn snaps to vertices under the pointer.
     layer.setLayerAction(kstVectorEditLayer::NewLine);
     const QPoint start(500, 100);
-    f.hover(start);
-    f.click(start);
+    f.clickEach({start});
     f.hover((v + layer.pos()).toPoint() + QPoint(3, -5));
     QCOMPARE(layer.newingPoints().last(), v);
 
@@ -407,8 +394,7 @@ void tst_kstVectorEditSelection::snappingToVertices()
     layer.setLayerAction(kstVectorEditLayer::None);
     layer.setLayerAction(kstVectorEditLayer::NewLine);
     layer.setVertexAdsorbEnable(false);
-    f.hover(start);
-    f.click(start);
+    f.clickEach({start});
     f.hover(start + QPoint(8, 0));
     const QPointF a = layer.newingPoints().at(0);
     const QPointF b = layer.newingPoints().at(1);

@@ -3,6 +3,7 @@
 #include "VectorLine.h"
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -33,19 +34,6 @@ private:
     QStringList m_log;
 };
 
-kstVectorCollect* addCollect(kstVectorLayer* layer, const QList<kstVectorShape*>& shapes)
-{
-    kstVectorCollect* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = layer->genFid();
-    for (kstVectorShape* shape : shapes) {
-        shape->setShapeCollect(collect, collect->m_shapes.size());
-        collect->m_shapes << shape;
-    }
-    layer->m_collects.insert(collect->m_fid, collect);
-    return collect;
-}
-
 VectorLine* line(const QPointF& start, int points = 3)
 {
     QVector<QPointF> geo;
@@ -73,14 +61,6 @@ kstVectorLayer* sampleLayer(const QPointF& at)
     return layer;
 }
 
-QList<kstVectorShape*> shapesOf(kstVectorLayer* layer)
-{
-    QList<kstVectorShape*> shapes;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-        shapes += collect->m_shapes;
-    return shapes;
-}
-
 Data layerData(kstVectorLayer* layer, int index)
 {
     return {{QStringLiteral("layer"), LayerMemo::layerValue(layer)}, {QStringLiteral("layerIndex"), index}};
@@ -97,28 +77,6 @@ Data ltGcpsData(const QList<kstVectorShape*>& shapes)
     for (kstVectorShape* shape : shapes)
         lts << shape->ltGcp();
     return {{QStringLiteral("shapesLtGcps"), QVariant::fromValue(lts)}};
-}
-
-// Every geographic point of a shape, so that tests can compare geometry bit for bit.
-QVector<QPointF> geometryOf(kstVectorShape* shape)
-{
-    switch (shape->shapeType()) {
-    case kstVectorShape::Type_Point:
-        return {static_cast<VectorPoint*>(shape)->geoData()};
-    case kstVectorShape::Type_Line:
-        return static_cast<VectorLine*>(shape)->geoData();
-    case kstVectorShape::Type_Polygon: {
-        QVector<QPointF> points = static_cast<VectorPolygon*>(shape)->geoData().outer;
-        for (const QPolygonF& ring : static_cast<VectorPolygon*>(shape)->geoData().inner)
-            points += ring;
-        return points;
-    }
-    case kstVectorShape::Type_Circle:
-        return QVector<QPointF>{static_cast<VectorCircle*>(shape)->geoData().center}
-            + static_cast<VectorCircle*>(shape)->geoData().ring;
-    default:
-        return {};
-    }
 }
 
 QVector<QPointF> allRingPoints(VectorPolygon* polygon)
@@ -140,8 +98,7 @@ private slots:
     void signalsFollowTheStacks();
     void recordsRememberTheViewAndPanBack();
     void layerAndShapeRecordsReplay();
-    void movesAlternateExactly();
-    void vertexRecordsReplayExactly();
+    void recordsTheModelCannotMake();
     void purgingDropsWholeRecordsInOrder();
     void deletionsThroughTheEditLayerPurge();
 };
@@ -206,9 +163,6 @@ void tst_kstVectorLayerMemo::signalsFollowTheStacks()
     QVERIFY(memo->undoList().at(2).m_shapes.isEmpty());
     QCOMPARE(memo->undoList().at(2), memo->undoList().at(2));
     QVERIFY(memo->undoList().at(0) != memo->undoList().at(1));
-    // Points and lists of points travel in records under their registered names.
-    QVERIFY(QMetaType::type("GCP") != QMetaType::UnknownType);
-    QVERIFY(QMetaType::type("QList<GCP>") != QMetaType::UnknownType);
     memo->clearDo();
     delete shape;
     kstVectorLayer::destoryLayer(layer);
@@ -277,109 +231,46 @@ void tst_kstVectorLayerMemo::layerAndShapeRecordsReplay()
     QVERIFY(!topShapes.first()->scene());
     memo->undo();
 
-    // Several shapes of one collect removed one record at a time, then in
-    // one record, come back in their own places when undone in any order.
+    // Shapes inserted with a remembered index that is wrong on purpose,
+    // removed one record at a time, come back in their own places; the last
+    // one undone is selected.
     kstVectorCollect* collect = top->m_collects.first();
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 3; ++i) {
         VectorLine* extra = line(QPointF(116.45 + 0.01 * i, 39.95));
-        extra->setShapeCollect(collect, 0); // a remembered index that is wrong on purpose
+        extra->setShapeCollect(collect, 0);
         edit.insertShape(extra, collect->m_shapes.size());
     }
-    const QList<kstVectorShape*> order = collect->m_shapes; // five lines
-    memo->memo(LayerMemo::ShapesRemove, order.at(1), Data());
-    edit.removeShape(order.at(1));
-    memo->memo(LayerMemo::ShapesRemove, order.at(3), Data());
-    edit.removeShape(order.at(3));
-    const QList<kstVectorShape*> pair{order.at(4), order.at(2)};
-    memo->memo(LayerMemo::ShapesRemove, pair, Data());
-    edit.removeShapes(pair);
+    const QList<kstVectorShape*> order = collect->m_shapes; // four lines
+    for (int i : {1, 3, 2}) {
+        memo->memo(LayerMemo::ShapesRemove, order.at(i), Data());
+        edit.removeShape(order.at(i));
+    }
     QCOMPARE(collect->m_shapes, QList<kstVectorShape*>{order.at(0)});
     memo->undo();
     memo->undo();
     memo->undo();
     QCOMPARE(collect->m_shapes, order);
     QCOMPARE(edit.selectedShapes(), QList<kstVectorShape*>{order.at(1)});
-    memo->redo();
-    memo->redo();
-    memo->redo();
-    QCOMPARE(collect->m_shapes, QList<kstVectorShape*>{order.at(0)});
-    memo->undo();
-    memo->undo();
-    memo->undo();
-    QCOMPARE(collect->m_shapes, order);
 
-    // Removing a collect's last shape takes the collect out of its layer;
-    // undoing puts both back.
-    kstVectorCollect* polygonCollect = top->m_collects.last();
-    kstVectorShape* polygon = polygonCollect->m_shapes.first();
-    memo->memo(LayerMemo::ShapesRemove, polygon, Data());
-    edit.removeShape(polygon);
-    QVERIFY(!top->m_collects.contains(polygonCollect->m_fid));
-    memo->undo();
-    QCOMPARE(top->m_collects.value(polygonCollect->m_fid), polygonCollect);
-    QCOMPARE(polygon->parentItem(), &edit);
-
-    // An insertion recorded by the host is taken back and done again.
+    // An insertion recorded by the host, redone, is selected.
     VectorLine* added = line(QPointF(116.5, 39.9));
-    added->setShapeCollect(polygonCollect, 1);
+    added->setShapeCollect(collect, 1);
     edit.insertShapes({added});
     memo->memo(LayerMemo::ShapesInsert, added, Data());
     memo->undo();
-    QCOMPARE(polygonCollect->m_shapes, QList<kstVectorShape*>{polygon});
+    QVERIFY(!collect->m_shapes.contains(added));
     memo->redo();
-    QCOMPARE(polygonCollect->m_shapes, (QList<kstVectorShape*>{polygon, added}));
+    QCOMPARE(collect->m_shapes.at(1), added);
     QCOMPARE(edit.selectedShapes(), QList<kstVectorShape*>{added});
 
     memo->clearDo();
     edit.clearLayers();
 }
 
-void tst_kstVectorLayerMemo::movesAlternateExactly()
-{
-    ShapeTestScene scene(GCP(116.4, 39.9), 11);
-    kstVectorEditLayer& edit = scene.layer();
-    kstVectorLayerMemo* memo = edit.memoer();
-    kstVectorLayer* layer = sampleLayer(QPointF(116.4, 39.9));
-    edit.insertLayer(layer, 0);
-    const QList<kstVectorShape*> shapes = shapesOf(layer);
-    QList<QVector<QPointF>> before;
-    for (kstVectorShape* shape : shapes)
-        before << geometryOf(shape);
-
-    // A drag as the edit layer does it: record, then move each shape.
-    memo->memo(LayerMemo::ShapesMove, shapes, ltGcpsData(shapes));
-    for (kstVectorShape* shape : shapes)
-        shape->moveShapeTo(GCP(shape->ltGcp().lon() + 0.0123456, shape->ltGcp().lat() - 0.0065432));
-    QList<QVector<QPointF>> after;
-    for (kstVectorShape* shape : shapes)
-        after << geometryOf(shape);
-
-    for (int round = 0; round < 3; ++round) {
-        scene.zoomTo(9 + round); // undo works at any level; it goes back to 11
-        memo->undo();
-        for (int i = 0; i < shapes.size(); ++i)
-            QCOMPARE(geometryOf(shapes.at(i)), before.at(i));
-        memo->redo();
-        for (int i = 0; i < shapes.size(); ++i)
-            QCOMPARE(geometryOf(shapes.at(i)), after.at(i));
-    }
-    QCOMPARE(edit.selectedShapes(), shapes);
-
-    // A change made outside the history is kept: undo moves the fitted shape
-    // back as a whole, it does not restore its former form.
-    FourParamter__ turn;
-    turn.rotation = 0.01;
-    shapes.first()->fit(turn);
-    const QVector<QPointF> fitted = geometryOf(shapes.first());
-    memo->undo();
-    QVERIFY(geometryOf(shapes.first()) != before.first());
-    QVERIFY(geometryOf(shapes.first()) != fitted);
-
-    memo->clearDo();
-    edit.deleteLayer(layer);
-}
-
-void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
+// What the random model never records: vertex removals recorded without
+// their ring (before and after the removal, as older callers do), records
+// that name nothing valid, and changes made outside the history.
+void tst_kstVectorLayerMemo::recordsTheModelCannotMake()
 {
     ShapeTestScene scene(GCP(116.4, 39.9), 11);
     kstVectorEditLayer& edit = scene.layer();
@@ -389,26 +280,8 @@ void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
     auto* lineShape = static_cast<VectorLine*>(shapesOf(layer).at(0));
     auto* polygon = static_cast<VectorPolygon*>(shapesOf(layer).at(2));
 
-    // An inserted vertex that widens the extent: undo removes it, redo puts it
-    // back, and the extent follows so that a later move lands right.
-    const QVector<QPointF> lineBefore = lineShape->geoData();
-    const GCP far(lineShape->rbGcp().lon() + 0.05, lineShape->rbGcp().lat() - 0.03);
-    memo->memo(LayerMemo::VertexInsert, lineShape, vertexData(3, far));
-    lineShape->insertVertex(3, far);
-    lineShape->resetShape(lineShape->curMpp(), lineShape->curProj());
-    memo->undo();
-    QCOMPARE(lineShape->geoData(), lineBefore);
-    memo->redo();
-    QCOMPARE(lineShape->vertex(3), far);
-    QCOMPARE(lineShape->rbGcp(), far);
-    const QVector<QPointF> lineWithVertex = lineShape->geoData();
-    memo->memo(LayerMemo::ShapesMove, {lineShape}, ltGcpsData({lineShape}));
-    lineShape->moveShapeTo(GCP(116.0, 39.0));
-    memo->undo();
-    QCOMPARE(lineShape->geoData(), lineWithVertex);
-
-    // Removing the first vertex of the outer ring and of the hole, and the
-    // last vertex of the outer ring: undo puts each back where it was.
+    // The first vertex of the outer ring and of the hole, and the last of the
+    // outer ring: undo puts each back where it was.
     const QVector<QPointF> polygonBefore = allRingPoints(polygon);
     for (int index : {0, 4, 3}) {
         const GCP gone = polygon->vertex(index);
@@ -421,47 +294,10 @@ void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
         const QVector<QPointF> removed = allRingPoints(polygon);
         memo->undo();
         QCOMPARE(allRingPoints(polygon), polygonBefore);
-        QCOMPARE(polygon->geoData().outer.size(), 4);
         memo->redo();
         QCOMPARE(allRingPoints(polygon), removed);
         memo->undo();
-        QCOMPARE(allRingPoints(polygon), polygonBefore);
     }
-    // The ring can be given by the recording side too.
-    {
-        const GCP gone = polygon->vertex(4);
-        QVERIFY(!polygon->removeVertex(4));
-        Data data = vertexData(4, gone);
-        data.insert(QStringLiteral("vertexRing"), 1);
-        memo->memo(LayerMemo::VertexRemove, polygon, data);
-        memo->undo();
-        QCOMPARE(allRingPoints(polygon), polygonBefore);
-    }
-
-    // A vertex move alternates; a circle's radius handle comes back exactly.
-    memo->memo(LayerMemo::VertexMove, lineShape, vertexData(1, lineShape->vertex(1)));
-    const GCP moved(116.47, 39.93);
-    lineShape->moveVertexTo(1, moved);
-    memo->undo();
-    QCOMPARE(lineShape->geoData(), lineWithVertex);
-    memo->redo();
-    QCOMPARE(lineShape->vertex(1), moved);
-
-    Circle__ ring;
-    ring.center = QPointF(116.35, 39.85);
-    for (int k = 0; k < 36; ++k)
-        ring.ring << ring.center + QPointF(0.01 * std::cos(k * M_PI / 18), 0.008 * std::sin(k * M_PI / 18));
-    auto* circle = new VectorCircle(ring, nullptr);
-    addCollect(layer, {circle});
-    edit.insertShape(circle, 0);
-    const Circle__ circleBefore = circle->geoData();
-    memo->memo(LayerMemo::VertexMove, circle, vertexData(2, circle->vertex(2)));
-    circle->moveVertexTo(2, GCP(116.35, 39.80));
-    const Circle__ circleAfter = circle->geoData();
-    memo->undo();
-    QCOMPARE(circle->geoData(), circleBefore);
-    memo->redo();
-    QCOMPARE(circle->geoData(), circleAfter);
 
     // Records that name nothing valid change nothing.
     const QVector<QPointF> lineNow = lineShape->geoData();
@@ -474,6 +310,18 @@ void tst_kstVectorLayerMemo::vertexRecordsReplayExactly()
     for (int i = 0; i < 4; ++i)
         memo->redo();
     QCOMPARE(lineShape->geoData(), lineNow);
+
+    // A fit made outside the history is kept: undoing a move moves the fitted
+    // shape back as a whole, it does not restore its former form.
+    memo->memo(LayerMemo::ShapesMove, {lineShape}, ltGcpsData({lineShape}));
+    lineShape->moveShapeTo(GCP(116.3, 39.8));
+    FourParamter__ turn;
+    turn.rotation = 0.01;
+    lineShape->fit(turn);
+    const QVector<QPointF> fitted = lineShape->geoData();
+    memo->undo();
+    QVERIFY(lineShape->geoData() != lineNow && lineShape->geoData() != fitted);
+    QCOMPARE(lineShape->geoData().size(), lineNow.size());
 
     memo->clearDo();
     edit.deleteLayer(layer);

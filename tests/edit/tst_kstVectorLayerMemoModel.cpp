@@ -8,6 +8,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -38,13 +39,13 @@ public:
         for (int i = 0; i < 3; ++i) {
             kstVectorLayer* layer = newLayer();
             for (int c = 0; c < 12; ++c)
-                addCollect(layer, 1 + (c % 4 == 0));
+                addFeature(layer, 1 + (c % 4 == 0));
             m_edit.insertLayer(layer, i);
         }
         for (int i = 0; i < 2; ++i) {
             kstVectorLayer* layer = newLayer();
             for (int c = 0; c < 6; ++c)
-                addCollect(layer, 1);
+                addFeature(layer, 1);
         }
         m_edit.resetZLevel();
     }
@@ -176,20 +177,14 @@ private:
         return shape;
     }
 
-    kstVectorCollect* addCollect(kstVectorLayer* layer, int shapes)
+    void addFeature(kstVectorLayer* layer, int shapes)
     {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = layer->genFid();
+        QList<kstVectorShape*> parts;
+        for (int i = 0; i < shapes; ++i)
+            parts << newShape();
+        kstVectorCollect* collect = addCollect(layer, parts);
         collect->m_text = QStringLiteral("feature %1").arg(collect->m_fid);
-        for (int i = 0; i < shapes; ++i) {
-            kstVectorShape* shape = newShape();
-            shape->setShapeCollect(collect, i);
-            collect->m_shapes << shape;
-        }
-        layer->m_collects.insert(collect->m_fid, collect);
         m_collects << collect;
-        return collect;
     }
 
     QList<kstVectorShape*> shownShapes() const
@@ -201,13 +196,26 @@ private:
         return shapes;
     }
 
-    kstVectorShape* anyShape(std::initializer_list<kstVectorShape::Shape_Type> types)
+    // A shown shape of one of the types, of any type when none is given.
+    kstVectorShape* anyShape(std::initializer_list<kstVectorShape::Shape_Type> types = {})
     {
         QList<kstVectorShape*> candidates;
         for (kstVectorShape* shape : shownShapes())
-            if (std::find(types.begin(), types.end(), shape->shapeType()) != types.end())
+            if (types.size() == 0 || std::find(types.begin(), types.end(), shape->shapeType()) != types.end())
                 candidates << shape;
         return candidates.isEmpty() ? nullptr : candidates.at(m_rng.bounded(candidates.size()));
+    }
+
+    // One to `most` distinct shown shapes (none when nothing is shown).
+    QList<kstVectorShape*> someShapes(int most)
+    {
+        QList<kstVectorShape*> shapes;
+        for (int i = 0, n = 1 + m_rng.bounded(most); i < n; ++i) {
+            kstVectorShape* shape = anyShape();
+            if (shape && !shapes.contains(shape))
+                shapes << shape;
+        }
+        return shapes;
     }
 
     void moveView()
@@ -273,9 +281,7 @@ private:
 
     void removeShapes()
     {
-        kstVectorShape* one = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                        kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                        kstVectorShape::Type_Circle});
+        kstVectorShape* one = anyShape();
         if (one && one->shapeCollect()->m_shapes.size() > 1 && m_rng.bounded(2) == 0) {
             // Several parts of one feature, in no particular order.
             QList<kstVectorShape*> parts = one->shapeCollect()->m_shapes;
@@ -285,14 +291,7 @@ private:
             m_edit.removeShapes(parts);
             return;
         }
-        QList<kstVectorShape*> shapes;
-        for (int i = 0, n = 1 + m_rng.bounded(3); i < n; ++i) {
-            kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                              kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                              kstVectorShape::Type_Circle});
-            if (shape && !shapes.contains(shape))
-                shapes << shape;
-        }
+        const QList<kstVectorShape*> shapes = someShapes(3);
         if (shapes.isEmpty())
             return;
         m_memo->memo(LayerMemo::ShapesRemove, shapes, Data());
@@ -301,14 +300,7 @@ private:
 
     void moveShapes()
     {
-        QList<kstVectorShape*> shapes;
-        for (int i = 0, n = 1 + m_rng.bounded(4); i < n; ++i) {
-            kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                              kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                              kstVectorShape::Type_Circle});
-            if (shape && !shapes.contains(shape))
-                shapes << shape;
-        }
+        const QList<kstVectorShape*> shapes = someShapes(4);
         if (shapes.isEmpty())
             return;
         QList<GCP> lts;
@@ -378,9 +370,7 @@ private:
 
     void moveVertex()
     {
-        kstVectorShape* shape = anyShape({kstVectorShape::Type_Point, kstVectorShape::Type_Line,
-                                          kstVectorShape::Type_Polygon, kstVectorShape::Type_Rect,
-                                          kstVectorShape::Type_Circle});
+        kstVectorShape* shape = anyShape();
         if (!shape)
             return;
         int index = m_rng.bounded(shape->vertexCount());

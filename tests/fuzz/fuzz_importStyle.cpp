@@ -10,6 +10,7 @@
 #include "VectorLine.h"
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
+#include "kstFuzzSupport.h"
 #include "kstTileResulotion.h"
 #include "kstVectorCollect.h"
 #include "kstVectorFileImport.h"
@@ -18,11 +19,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFont>
-#include <QFontInfo>
-#include <QGuiApplication>
 #include <QImage>
-#include <QTemporaryDir>
 
 #include <cpl_error.h>
 #include <gdal_priv.h>
@@ -44,14 +41,6 @@ using namespace Kestrum;
 namespace {
 
 QString g_dataSource;
-
-void quietMessages(QtMsgType type, const QMessageLogContext&, const QString& message)
-{
-    if (type == QtFatalMsg) {
-        std::fprintf(stderr, "qFatal: %s\n", qPrintable(message));
-        std::abort();
-    }
-}
 
 void check(bool ok, const char* what)
 {
@@ -160,23 +149,10 @@ OGRSpatialReference* referenceSystem(std::uint8_t choice)
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    qInstallMessageHandler(quietMessages);
-    static int argc = 1;
-    static char name[] = "fuzz_importStyle";
-    static char* argv[] = {name, nullptr};
-    static QGuiApplication* app = new QGuiApplication(argc, argv);
-    Q_UNUSED(app);
-    QFontInfo(QFont(QStringLiteral("Sans"), 9)).family();
+    const QDir dir(startFuzzTarget("fuzz_importStyle"));
     CPLSetErrorHandler(CPLQuietErrorHandler);
     GDALAllRegister();
-
-    const QString base = QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
-    static QTemporaryDir dir(base + QStringLiteral("/fuzz_importStyle-XXXXXX"));
-    if (!dir.isValid())
-        std::abort();
-    makeSymbolFolder(QDir(dir.path()));
+    makeSymbolFolder(dir);
     g_dataSource = dir.filePath(QStringLiteral("source"));
     return 0;
 }

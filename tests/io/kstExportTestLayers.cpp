@@ -5,8 +5,10 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "VectorRect.h"
-#include "kstVectorCollect.h"
+#include "kstGdalTestSupport.h"
+#include "kstSampleLayer.h"
 #include "kstTileResulotion.h"
+#include "kstVectorCollect.h"
 #include "kstVectorFileExport.h"
 #include "kstVectorFileImport.h"
 #include "kstWebMercatorProjection.h"
@@ -59,18 +61,12 @@ QMap<QString, QVariant> fieldsOf(quint64 fid)
     return fields;
 }
 
-void addCollect(kstVectorLayer* layer, int geometryType, const QList<kstVectorShape*>& shapes)
+// A collect with the fields and a label text of its fid.
+void addFeature(kstVectorLayer* layer, int geometryType, const QList<kstVectorShape*>& shapes)
 {
-    kstVectorCollect* collect = kstVectorCollect::newCollect();
-    collect->m_layer = layer;
-    collect->m_fid = layer->genFid();
-    collect->m_geometryType = geometryType;
+    kstVectorCollect* collect = addCollect(layer, shapes, geometryType);
     collect->m_fields = fieldsOf(collect->m_fid);
     collect->m_text = QStringLiteral("标注%1").arg(collect->m_fid);
-    collect->m_shapes = shapes;
-    for (int i = 0; i < shapes.size(); ++i)
-        shapes.at(i)->setShapeCollect(collect, i);
-    layer->m_collects.insert(collect->m_fid, collect);
 }
 
 VectorPoint* point(double dx, double dy, const QColor& color)
@@ -145,54 +141,46 @@ kstVectorLayer* makeLayer(Kind kind)
     case Points:
         // Three points look alike, the fourth differs.
         for (int i = 0; i < 3; ++i)
-            addCollect(layer, wkbPoint, {point(0.001 * i, 0.002 * i, QColor(255, 0, 0))});
-        addCollect(layer, wkbPoint, {point(0.005, -0.004, QColor(0, 0, 255))});
+            addFeature(layer, wkbPoint, {point(0.001 * i, 0.002 * i, QColor(255, 0, 0))});
+        addFeature(layer, wkbPoint, {point(0.005, -0.004, QColor(0, 0, 255))});
         break;
     case Lines:
-        addCollect(layer, wkbLineString, {line(0.01, QPen(QColor(0, 128, 0, 200), 3, Qt::DashLine))});
-        addCollect(layer, wkbLineString, {line(0.02, QPen(QColor(10, 20, 250), 2, Qt::DotLine))});
+        addFeature(layer, wkbLineString, {line(0.01, QPen(QColor(0, 128, 0, 200), 3, Qt::DashLine))});
+        addFeature(layer, wkbLineString, {line(0.02, QPen(QColor(10, 20, 250), 2, Qt::DotLine))});
         break;
     case Areas: {
-        addCollect(layer, wkbPolygon, {polygon(0.03, 0.0, true)});
+        addFeature(layer, wkbPolygon, {polygon(0.03, 0.0, true)});
         auto* rect = new VectorRect(square(0.05, 0.0, 0.008), nullptr);
         rect->setFillBrush(QBrush(QColor(0, 0, 255), Qt::CrossPattern));
         rect->setBorderPen(QPen(QColor(255, 0, 0), 4));
-        addCollect(layer, wkbPolygon, {rect});
-        addCollect(layer, wkbPolygon, {circle(0.07, 0.0, 0.005)});
+        addFeature(layer, wkbPolygon, {rect});
+        addFeature(layer, wkbPolygon, {circle(0.07, 0.0, 0.005)});
         break;
     }
     case MultiPoints: {
         QList<kstVectorShape*> points{point(0, -0.01, Qt::green), point(0.001, -0.01, Qt::green),
                                       point(0.002, -0.01, Qt::green)};
         points.at(1)->setShapeVisible(false);
-        addCollect(layer, wkbMultiPoint, points);
+        addFeature(layer, wkbMultiPoint, points);
         break;
     }
     case MultiLines:
-        addCollect(layer, wkbMultiLineString, {line(-0.02, QPen(Qt::magenta, 2)), line(-0.03, QPen(Qt::magenta, 2))});
+        addFeature(layer, wkbMultiLineString, {line(-0.02, QPen(Qt::magenta, 2)), line(-0.03, QPen(Qt::magenta, 2))});
         break;
     case MultiAreas: {
         QList<kstVectorShape*> parts{polygon(0.1, 0.0, false), polygon(0.12, 0.0, true)};
         parts.at(1)->setShapeVisible(false);
-        addCollect(layer, wkbMultiPolygon, parts);
+        addFeature(layer, wkbMultiPolygon, parts);
         break;
     }
     case Hidden: {
         VectorPoint* hidden = point(0.2, 0.2, Qt::black);
         hidden->setShapeVisible(false);
-        addCollect(layer, wkbPoint, {hidden});
+        addFeature(layer, wkbPoint, {hidden});
         break;
     }
     }
     return layer;
-}
-
-QList<kstVectorLayer*> makeAll()
-{
-    QList<kstVectorLayer*> layers;
-    for (int kind = Points; kind <= Hidden; ++kind)
-        layers.append(makeLayer(Kind(kind)));
-    return layers;
 }
 
 kstVectorLayer* makePointLayer(const QString& name, int count)
@@ -202,16 +190,9 @@ kstVectorLayer* makePointLayer(const QString& name, int count)
     layer->m_fieldNames = QStringList{"i32", "name"};
     layer->m_fieldTypes = QList<int>{OFTInteger, OFTString};
     for (int i = 0; i < count; ++i) {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        collect->m_geometryType = wkbPoint;
-        collect->m_fields.insert(QStringLiteral("i32"), i);
-        collect->m_fields.insert(QStringLiteral("name"), QStringLiteral("点%1").arg(i));
-        auto* p = new VectorPoint(at(1e-4 * (i % 100), 1e-4 * (i / 100)), nullptr);
-        p->setShapeCollect(collect, 0);
-        collect->m_shapes.append(p);
-        layer->m_collects.insert(collect->m_fid, collect);
+        kstVectorCollect* collect =
+            addCollect(layer, {new VectorPoint(at(1e-4 * (i % 100), 1e-4 * (i / 100)), nullptr)}, wkbPoint);
+        collect->m_fields = {{QStringLiteral("i32"), i}, {QStringLiteral("name"), QStringLiteral("点%1").arg(i)}};
     }
     return layer;
 }
@@ -346,8 +327,7 @@ QStringList runExport(kstVectorFileExport* exporter, const QString& path, const 
 QList<kstVectorLayer*> importFile(const QString& path)
 {
     QList<kstVectorLayer*> layers;
-    GDALDataset* dataSource =
-        GDALDataset::FromHandle(GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr));
+    GDALDataset* dataSource = openVector(path).release();
     if (!dataSource)
         return layers;
     QList<int> indices;

@@ -21,8 +21,6 @@ enum Kind { Points, Lines, Areas, MultiPoints, MultiLines, MultiAreas, Hidden };
 
 // One layer of a kind, fids from 1; every collect carries the same fields.
 kstVectorLayer* makeLayer(Kind kind);
-// All kinds in the order of the enumeration (the last layer is hidden).
-QList<kstVectorLayer*> makeAll();
 // A layer of `count` points, all visible, with a few fields.
 kstVectorLayer* makePointLayer(const QString& name, int count);
 void destroy(QList<kstVectorLayer*>& layers);

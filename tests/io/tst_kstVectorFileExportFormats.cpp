@@ -6,6 +6,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "kstExportTestLayers.h"
+#include "kstGdalTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorFileExport.h"
 #include "kstVectorLayer.h"
@@ -27,14 +28,6 @@ using namespace Kestrum;
 using namespace Kestrum::ExportTestLayers;
 
 namespace {
-
-struct Closer
-{
-    void operator()(GDALDataset* d) const { GDALClose(d); }
-    void operator()(OGRFeature* f) const { OGRFeature::DestroyFeature(f); }
-};
-using DatasetPtr = std::unique_ptr<GDALDataset, Closer>;
-using FeaturePtr = std::unique_ptr<OGRFeature, Closer>;
 
 using Type = VectorFileExportFactory::Export_Type;
 
@@ -378,8 +371,7 @@ void tst_kstVectorFileExportFormats::roundTrip()
     QCOMPARE(runExport(exporter.get(), path, layers), QStringList({"started", "finished"}));
 
     // GDAL's own reading.
-    const DatasetPtr dataSource(GDALDataset::FromHandle(
-        GDALOpenEx(path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr, nullptr)));
+    const DatasetPtr dataSource = openVector(path);
     QVERIFY(dataSource);
     QCOMPARE(QString::fromLatin1(dataSource->GetDriverName()), QString::fromLatin1(f.driver));
     const QList<Expected> expected = expectedFeatures(f, layers);

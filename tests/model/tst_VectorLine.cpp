@@ -16,11 +16,6 @@ using namespace Kestrum;
 
 namespace {
 
-bool near(const QPointF& a, const QPointF& b)
-{
-    return qAbs(a.x() - b.x()) < 1e-6 && qAbs(a.y() - b.y()) < 1e-6;
-}
-
 // A line whose vertices lie on the given viewport pixels at the view's current level.
 VectorLine* lineOnPixels(ShapeTestScene& scene, const QVector<QPointF>& pixs)
 {
@@ -28,14 +23,6 @@ VectorLine* lineOnPixels(ShapeTestScene& scene, const QVector<QPointF>& pixs)
     for (const QPointF& pix : pixs)
         geo.append(scene.view().pixToGcp(pix).toPointF());
     return scene.add(new VectorLine(geo, &scene.layer()));
-}
-
-// Handles are painted translucent while the scene has no focus.
-bool isHandle(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color)
-{
-    const QColor got = image.pixelColor(pixel);
-    return got.alpha() == (shape->scene()->hasFocus() ? 255 : 204) && qAbs(got.red() - color.red()) <= 2
-        && qAbs(got.green() - color.green()) <= 2 && qAbs(got.blue() - color.blue()) <= 2;
 }
 
 } // namespace
@@ -67,9 +54,9 @@ private slots:
         ShapeTestScene::select(line, true);
         const QImage image = ShapeTestScene::render(line, QSize(200, 80), at);
         for (const QPoint& corner : {QPoint(-4, -4), QPoint(3, 3)}) {
-            QVERIFY(isHandle(image, at + QPoint(0, 30) + corner, line, Qt::red));
-            QVERIFY(isHandle(image, at + QPoint(50, 0) + corner, line, Qt::green));
-            QVERIFY(isHandle(image, at + QPoint(150, 30) + corner, line, Qt::yellow));
+            QVERIFY(isHandlePixel(image, at + QPoint(0, 30) + corner, line, Qt::red));
+            QVERIFY(isHandlePixel(image, at + QPoint(50, 0) + corner, line, Qt::green));
+            QVERIFY(isHandlePixel(image, at + QPoint(150, 30) + corner, line, Qt::yellow));
         }
     }
 

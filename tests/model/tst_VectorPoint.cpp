@@ -16,22 +16,6 @@
 
 using namespace Kestrum;
 
-namespace {
-
-bool near(const QPointF& a, const QPointF& b)
-{
-    return qAbs(a.x() - b.x()) < 1e-6 && qAbs(a.y() - b.y()) < 1e-6;
-}
-
-// Handles are painted translucent while the scene has no focus.
-bool isHandle(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color)
-{
-    const QColor got = image.pixelColor(pixel);
-    return got.alpha() == (shape->scene()->hasFocus() ? 255 : 204) && got.rgb() == color.rgb();
-}
-
-} // namespace
-
 class tst_VectorPoint : public QObject
 {
     Q_OBJECT
@@ -59,7 +43,7 @@ private slots:
         point->setPointSize(20);
         ShapeTestScene::select(point, true);
         QImage image = ShapeTestScene::render(point, QSize(40, 40), QPointF(20, 20));
-        QVERIFY(isHandle(image, {16, 16}, point, Qt::yellow) && isHandle(image, {23, 23}, point, Qt::yellow));
+        QVERIFY(isHandlePixel(image, {16, 16}, point, Qt::yellow) && isHandlePixel(image, {23, 23}, point, Qt::yellow));
         QVERIFY(image.pixelColor(24, 20) == QColor(Qt::red) && image.pixelColor(32, 20).alpha() == 0);
 
         // The type alone does not rebuild the bounds; a new marker does, anchored on the point.

@@ -32,11 +32,6 @@ Polygon__ squareWithHole()
             {ring({{116.39, 39.91}, {116.41, 39.91}, {116.40, 39.89}})}};
 }
 
-bool near(const QPointF& a, const QPointF& b, double tolerance = 1e-6)
-{
-    return qAbs(a.x() - b.x()) <= tolerance && qAbs(a.y() - b.y()) <= tolerance;
-}
-
 bool sameForm(const Polygon__& a, const Polygon__& b)
 {
     const QVector<QPointF> pa = a.outer + a.inner.value(0), pb = b.outer + b.inner.value(0);

@@ -47,11 +47,6 @@ VectorCircle* addCircle(ShapeTestScene& scene, const QPointF& centre, double rad
     return scene.add(new VectorCircle(circle, &scene.layer()));
 }
 
-bool near(const QPointF& a, const QPointF& b, double tolerance = 1e-6)
-{
-    return std::abs(a.x() - b.x()) <= tolerance && std::abs(a.y() - b.y()) <= tolerance;
-}
-
 // A handle pixel: its colour dominates whatever lies below (alpha 204 without focus).
 bool looksLike(const QColor& pixel, const QColor& handle)
 {

@@ -110,8 +110,9 @@ void tst_kstCoordinates::recordsAndPointsStreamBackExactly()
     QCOMPARE(gcp2, gcp);
     QCOMPARE(mpp2, kstMeterPerPixle__(1.25, 2.5));
 
-    // The point travels in QVariant under its short name.
+    // The point and lists of it travel in QVariant (and undo records) under their short names.
     QVERIFY(QMetaType::type("GCP") != QMetaType::UnknownType);
+    QVERIFY(QMetaType::type("QList<GCP>") != QMetaType::UnknownType);
     const QVariant v = QVariant::fromValue(QList<GCP>{gcp, GCP()});
     QCOMPARE(v.value<QList<GCP>>().value(0), gcp);
     QCOMPARE(GCP(), GCP(0, 0));

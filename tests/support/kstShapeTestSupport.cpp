@@ -1,14 +1,18 @@
 #include "kstShapeTestSupport.h"
 
+#include "kstVectorCollect.h"
+#include "kstVectorLayer.h"
+
+#include <QGraphicsScene>
 #include <QPainter>
 #include <QStyleOptionGraphicsItem>
 #include <QtTest>
 
 namespace Kestrum {
 
-ShapeTestScene::ShapeTestScene(const GCP& center, int level)
+ShapeTestScene::ShapeTestScene(const GCP& center, int level, kstVectorEditLayer* layer)
     : m_view(new kstTileMapView)
-    , m_layer(new kstVectorEditLayer)
+    , m_layer(layer ? layer : new kstVectorEditLayer)
 {
     m_view->resize(800, 600);
     m_view->show();
@@ -60,6 +64,26 @@ QImage ShapeTestScene::render(kstVectorShape* shape, const QSize& size, const QP
 void ShapeTestScene::select(kstVectorShape* shape, bool selected)
 {
     shape->setShapeSelected(selected);
+}
+
+bool near(const QPointF& a, const QPointF& b, double tolerance)
+{
+    return qAbs(a.x() - b.x()) <= tolerance && qAbs(a.y() - b.y()) <= tolerance;
+}
+
+bool isHandlePixel(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color)
+{
+    const QColor got = image.pixelColor(pixel);
+    return got.alpha() == (shape->scene()->hasFocus() ? 255 : 204) && qAbs(got.red() - color.red()) <= 2
+        && qAbs(got.green() - color.green()) <= 2 && qAbs(got.blue() - color.blue()) <= 2;
+}
+
+QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer)
+{
+    QList<kstVectorShape*> shapes;
+    for (const kstVectorCollect* collect : layer->m_collects)
+        shapes += collect->m_shapes;
+    return shapes;
 }
 
 } // namespace Kestrum

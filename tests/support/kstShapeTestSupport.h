@@ -4,6 +4,7 @@
 #include "kstTileMapView.h"
 #include "kstVectorEditLayer.h"
 #include "kstVectorShape.h"
+#include "kstWebMercatorProjection.h"
 
 #include <QImage>
 
@@ -14,11 +15,12 @@ namespace Kestrum {
 class ShapeTestScene
 {
 public:
-    explicit ShapeTestScene(const GCP& center = GCP(116.4, 39.9), int level = 12);
+    // The scene owns `layer` when one is given (a subclass the test needs).
+    explicit ShapeTestScene(const GCP& center = GCP(116.4, 39.9), int level = 12, kstVectorEditLayer* layer = nullptr);
     ~ShapeTestScene();
 
-    kstTileMapView& view() { return *m_view; }
-    kstVectorEditLayer& layer() { return *m_layer; }
+    kstTileMapView& view() const { return *m_view; }
+    kstVectorEditLayer& layer() const { return *m_layer; }
     kstMeterPerPixle__ mpp() const;
     kstProjection* projection() const;
 
@@ -56,5 +58,36 @@ private:
     double m_dLon;
     double m_dLat;
 };
+
+// Web Mercator moved by a constant offset in metres: a projection that differs
+// from the view's own, to switch to.
+class ShiftedMercator : public kstWebMercatorProjection
+{
+public:
+    ShiftedMercator(double dx, double dy) : m_dx(dx), m_dy(dy) {}
+    PCP forward(const GCP& gcp) const override
+    {
+        const PCP p = kstWebMercatorProjection::forward(gcp);
+        return PCP(p.x() + m_dx, p.y() + m_dy);
+    }
+    GCP inverse(const PCP& pcp) const override
+    {
+        return kstWebMercatorProjection::inverse(PCP(pcp.x() - m_dx, pcp.y() - m_dy));
+    }
+
+private:
+    double m_dx;
+    double m_dy;
+};
+
+// Whether two points agree within a tolerance on both axes.
+bool near(const QPointF& a, const QPointF& b, double tolerance = 1e-6);
+// Whether an image pixel shows a vertex handle of the colour, as painted over
+// the shape (translucent while the scene has no focus).
+bool isHandlePixel(const QImage& image, const QPoint& pixel, const kstVectorShape* shape, const QColor& color);
+
+class kstVectorLayer;
+// Every shape of a layer, collect by collect.
+QList<kstVectorShape*> shapesOf(const kstVectorLayer* layer);
 
 } // namespace Kestrum
