@@ -2,6 +2,7 @@
 // as the scene does (same shapes, same order) while shapes are added,
 // removed, hidden, selected, moved, dragged and rescaled.
 #include "kstMixedLayer.h"
+#include "kstSampleLayer.h"
 #include "kstShapeIndex.h"
 #include "kstShapeTestSupport.h"
 #include "kstEditTestFixture.h"
@@ -150,28 +151,12 @@ void checkQueries(kstVectorEditLayer& edit, const QList<kstVectorShape*>& shapes
             return;                          \
     } while (false)
 
-QList<kstVectorShape*> layerShapes(kstVectorLayer* layer)
-{
-    QList<kstVectorShape*> shapes;
-    for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-        shapes += collect->m_shapes;
-    return shapes;
-}
-
 // A layer of copies of some shapes: the same rectangles, other stacking.
 kstVectorLayer* copiesOf(const QList<kstVectorShape*>& shapes, int every)
 {
     kstVectorLayer* layer = kstVectorLayer::newLayer();
-    for (int i = 0; i < shapes.size(); i += every) {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        collect->m_text = QStringLiteral("C%1").arg(i);
-        kstVectorShape* copy = shapes.at(i)->clone();
-        copy->setShapeCollect(collect, 0);
-        collect->m_shapes << copy;
-        layer->m_collects.insert(collect->m_fid, collect);
-    }
+    for (int i = 0; i < shapes.size(); i += every)
+        addCollect(layer, {shapes.at(i)->clone()})->m_text = QStringLiteral("C%1").arg(i);
     return layer;
 }
 
@@ -194,12 +179,12 @@ void tst_kstShapeIndex::answersAsTheSceneThroughEdits()
     ShapeTestScene scene(GCP(110, 35), 8);
     kstVectorEditLayer& edit = scene.layer();
     kstVectorLayer* mixed = mixedLayer(3000, 11);
-    const QList<kstVectorShape*> mixedShapes = layerShapes(mixed);
+    const QList<kstVectorShape*> mixedShapes = shapesOf(mixed);
     kstVectorLayer* copies = copiesOf(mixedShapes, 9);
     edit.insertLayer(mixed, 0);
     edit.insertLayer(copies, 1);
     edit.resetZLevel();
-    QList<kstVectorShape*> all = mixedShapes + layerShapes(copies);
+    QList<kstVectorShape*> all = mixedShapes + shapesOf(copies);
     QCOMPARE(edit.shapeIndex()->size(), all.size());
     CHECK_QUERIES(edit, all, 1, "inserted");
 
@@ -344,7 +329,7 @@ void tst_kstShapeIndex::oddRectanglesStayBounded()
     kstVectorLayer* mixed = mixedLayer(500, 3);
     edit.insertLayer(mixed, 0);
     edit.resetZLevel();
-    QList<kstVectorShape*> shapes = layerShapes(mixed);
+    QList<kstVectorShape*> shapes = shapesOf(mixed);
     // The whole world as one polygon: larger than a view at any level.
     auto* world = new VectorPolygon(Polygon__{QPolygonF({QPointF(-179, 80), QPointF(179, 80), QPointF(179, -80),
                                                          QPointF(-179, -80)}), {}},

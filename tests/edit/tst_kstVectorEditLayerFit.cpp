@@ -3,6 +3,7 @@
 #include "kstFourParamter.h"
 #include "kstProjection.h"
 #include "kstResulotion.h"
+#include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -246,15 +247,8 @@ void tst_kstVectorEditLayerFit::knownSimilarityIsRecoveredAndApplied()
     const QVector<QPointF> corners{{116.2, 40.0}, {116.6, 40.0}, {116.6, 39.7}, {116.2, 39.7}};
     const QVector<QPointF> road{{116.3, 39.75}, {116.45, 39.9}, {116.55, 39.95}};
     kstVectorLayer* digitised = kstVectorLayer::newLayer();
-    for (kstVectorShape* shape : {static_cast<kstVectorShape*>(new VectorPolygon(Polygon__{QPolygonF(corners), {}}, nullptr)),
-                                  static_cast<kstVectorShape*>(new VectorLine(road, nullptr))}) {
-        kstVectorCollect* collect = kstVectorCollect::newCollect();
-        collect->m_layer = digitised;
-        collect->m_fid = digitised->genFid();
-        shape->setShapeCollect(collect, 0);
-        collect->m_shapes << shape;
-        digitised->m_collects.insert(collect->m_fid, collect);
-    }
+    addCollect(digitised, {new VectorPolygon(Polygon__{QPolygonF(corners), {}}, nullptr)});
+    addCollect(digitised, {new VectorLine(road, nullptr)});
     layer->insertLayer(digitised, 0);
     QList<PCP> controls;
     for (const QPointF& p : corners.mid(0, 3) + road.mid(0, 2))
@@ -267,10 +261,9 @@ void tst_kstVectorEditLayerFit::knownSimilarityIsRecoveredAndApplied()
     kstFourParamter fit;
     fit.backCalc(plain(src), plain(dst));
     const FourParamter__ p = fit.fourParamter();
-    QVERIFY(std::abs(p.scale / truth.scale - 1.0) < 1e-6);
-    QVERIFY(std::abs(p.rotation / truth.rotation - 1.0) < 1e-6);
-    QVERIFY(std::abs(p.dx / truth.dx - 1.0) < 1e-6);
-    QVERIFY(std::abs(p.dy / truth.dy - 1.0) < 1e-6);
+    for (const auto& [got, want] : {std::make_pair(p.scale, truth.scale), std::make_pair(p.rotation, truth.rotation),
+                                    std::make_pair(p.dx, truth.dx), std::make_pair(p.dy, truth.dy)})
+        QVERIFY(std::abs(got / want - 1.0) < 1e-6);
 
     // Applying it puts every vertex where the transformation sends it.
     layer->fitLayers(p, {digitised});

@@ -169,7 +169,6 @@ private slots:
     void badInputNeverCrashes();
     void penAndBrushReaders();
     void styleReferencesAndWalkRules();
-    void stylesFromMapInfoAndKml();
     void symbolFilesStayInTheDataFolder();
     void fifoSymbolNeverBlocksTheWorker();
     void symbolPicturesAreSharedAndBounded();
@@ -649,66 +648,6 @@ void tst_kstVectorFileImport::styleReferencesAndWalkRules()
     QCOMPARE(imported.shape<VectorPoint>(2, 0, 2)->markerIcon().size(), QSize(12, 8));
     QCOMPARE(imported.shape<VectorPoint>(2, 0, 2)->markerAnchor(), QPoint(5, 3));
     QCOMPARE(imported.shape<VectorPoint>(3, 0, 2)->markerAnchor(), QPoint(6, 4));
-}
-
-// Styles written with GDAL's style API into real formats.
-void tst_kstVectorFileImport::stylesFromMapInfoAndKml()
-{
-    OGRStylePen pen;
-    pen.SetUnit(OGRSTUPixel);
-    pen.SetColor("#ff0000");
-    pen.SetWidth(3);
-    OGRStyleBrush brush;
-    brush.SetForeColor("#00ff0080");
-    brush.SetId("ogr-brush-2");
-    OGRStyleSymbol symbol;
-    symbol.SetUnit(OGRSTUPixel);
-    symbol.SetId("sym/flag.png");
-    symbol.SetSpacingX(5);
-    symbol.SetSpacingY(3);
-    const auto styleOf = [](std::initializer_list<OGRStyleTool*> tools) {
-        OGRStyleMgr manager;
-        for (OGRStyleTool* tool : tools)
-            manager.AddPart(tool);
-        return QByteArray(manager.GetStyleString());
-    };
-    const QByteArray lineStyle = styleOf({&pen}), polygonStyle = styleOf({&brush, &pen}), pointStyle = styleOf({&symbol});
-
-    for (const char* driver : {"MapInfo File", "LIBKML"}) {
-        const bool isKml = QByteArray(driver) == "LIBKML";
-        const QString path = m_dir.filePath(isKml ? QStringLiteral("styled.kml") : QStringLiteral("styled.tab"));
-        {
-            DatasetPtr dataSource = createVector(driver, path);
-            OGRStyleTable table;
-            table.AddStyle("Red", lineStyle.constData());
-            dataSource->SetStyleTable(&table);
-            OGRLayer* layer = createLayer(dataSource.get(), "styled", {"name"});
-            for (const QByteArray& style : {lineStyle, polygonStyle, pointStyle, QByteArray("@Red")}) {
-                const char* wkt = style == polygonStyle ? "POLYGON((0 0,1 0,1 1,0 0))"
-                                  : style.startsWith("PEN") || style == "@Red" ? "LINESTRING(0 0,1 1)" : "POINT(1 1)";
-                addFeature(layer, wkt, [&style](OGRFeature& f) { f.SetStyleString(style.constData()); });
-            }
-        }
-        const Import imported(openVector(path).release());
-        QVERIFY(imported.ok);
-        QCOMPARE(imported.collects().size(), 4);
-        QCOMPARE(imported.shape<VectorLine>(0)->linePen().color(), QColor(Qt::red));
-        QCOMPARE(imported.shape<VectorLine>(0)->linePen().width(), 3);
-        const VectorPolygon* polygon = imported.shape<VectorPolygon>(1);
-        QCOMPARE(polygon->borderPen().color(), QColor(Qt::red));
-        const VectorPoint plain(QPointF(0, 0), nullptr);
-        if (!isKml) {
-            // MapInfo keeps hatches but no alpha; its symbols are glyphs, not pictures.
-            QCOMPARE(polygon->fillBrush(), QBrush(Qt::green, Qt::HorPattern));
-            QCOMPARE(imported.shape<VectorPoint>(2)->pointType(), plain.pointType());
-            continue;
-        }
-        // KML keeps alpha but no hatches, named styles and symbol pictures
-        // (their offsets stored in other units).
-        QCOMPARE(polygon->fillBrush(), QBrush(QColor(0, 255, 0, 128)));
-        QCOMPARE(imported.shape<VectorPoint>(2)->markerAnchor(), QPoint(5, 3));
-        QCOMPARE(imported.shape<VectorLine>(3)->linePen(), QPen(Qt::red, 3));
-    }
 }
 
 GDALDataset* tst_kstVectorFileImport::styledPoints(const QString& folder, const QList<QByteArray>& styles,

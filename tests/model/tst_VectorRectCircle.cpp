@@ -369,8 +369,6 @@ private slots:
 
         rect->setBorderPen(QPen(Qt::black, 2));
         rect->setFillBrush(QColor(255, 0, 0, 128));
-        QCOMPARE(rect->styleString(QString(), kstVectorShape::Color_RGBA),
-                 QStringLiteral("Brush(fc:#ff000080,id:\"ogr-brush-0\");PEN(c:#000000ff,w:2px,id:\"ogr-pen-0\",cap:p,j:b)"));
         circle->setStyleDirect(QPen(QBrush(Qt::black), 2, Qt::DashDotLine), QBrush(Qt::red, Qt::Dense4Pattern));
         QCOMPARE(circle->styleString(QString(), kstVectorShape::Color_RGB),
                  QStringLiteral("Brush(fc:#ff0000,id:\"ogr-brush-0\");PEN(c:#000000,w:2px,id:\"ogr-pen-6\",cap:p,j:b)"));

@@ -363,56 +363,20 @@ void tst_kstLayersFile::roundTripKeepsWhatTheFileStores()
     QVERIFY(!loaded.contains(previous)); // emptied, not deleted
     kstVectorLayer::destoryLayer(previous);
 
-    const kstVectorLayer* a = saved.first();
+    // Every stored value came back where it belongs: saved again, the file is the same to the byte.
+    const QString again = m_dir.filePath(QStringLiteral("round-again.kst"));
+    QVERIFY(kstVectorLayer::saveLayers(loaded, again));
+    QCOMPARE(bytesOf(again), bytesOf(file));
+    // What the file does not store: defaults, links, extents and item state.
     const kstVectorLayer* b = loaded.first();
-    QCOMPARE(b->m_name, a->m_name);
-    QCOMPARE(b->m_srsWkt, a->m_srsWkt);
-    QCOMPARE(b->m_fieldNames, a->m_fieldNames);
-    QCOMPARE(b->m_fieldTypes, a->m_fieldTypes);
-    QCOMPARE(b->m_pointType, 1);
-    QCOMPARE(b->m_pointSize, 11);
-    QCOMPARE(b->m_pointBorderPen, a->m_pointBorderPen);
-    QCOMPARE(b->m_pointFillBrush, a->m_pointFillBrush);
-    QCOMPARE(b->m_markerAnchor, QPoint(5, 6));
-    QCOMPARE(b->m_markerIcon.convertToFormat(QImage::Format_ARGB32),
-             a->m_markerIcon.convertToFormat(QImage::Format_ARGB32));
-    QCOMPARE(b->m_linePen, a->m_linePen);
-    QCOMPARE(b->m_polygonBorderPen, a->m_polygonBorderPen);
-    QCOMPARE(b->m_polygonFillBrush, kstVectorLayer().m_polygonFillBrush); // not stored
-    QCOMPARE(b->m_labelFont.family(), QStringLiteral("Serif"));
-    QCOMPARE(b->m_labelTextClr, QColor(Qt::yellow));
-    QCOMPARE(b->m_labelOutlineClr, QColor(Qt::darkBlue));
-    QVERIFY(!b->m_antiAliasing && !b->m_showLabels);
-    QCOMPARE(b->m_charSet, 18);
-    QCOMPARE(b->m_labelMode, 2);
-    QCOMPARE(b->m_labelField, a->m_labelField);
-
-    QCOMPARE(b->m_collects.keys(), a->m_collects.keys());
+    QCOMPARE(b->m_polygonFillBrush, kstVectorLayer().m_polygonFillBrush);
     const kstVectorCollect* c = b->m_collects.value(7);
     QCOMPARE(c->m_layer, b);
-    QCOMPARE(c->m_text, QStringLiteral("北京"));
-    QCOMPARE(c->m_geometryType, 1);
-    QCOMPARE(c->m_fields, a->m_collects.value(7)->m_fields);
-    QCOMPARE(c->m_shapes.size(), 2);
-    auto* point = dynamic_cast<VectorPoint*>(c->m_shapes.at(0));
     auto* line = dynamic_cast<VectorLine*>(c->m_shapes.at(1));
-    QVERIFY(point && line);
-    QCOMPARE(point->geoData(), QPointF(116.4, 39.9));
-    QCOMPARE(point->pointSize(), 12);
-    QCOMPARE(point->pointBorderPen(), QPen(Qt::blue, 3));
-    QCOMPARE(point->shapeCollect(), c);
-    QCOMPARE(line->shapeCollectIndex(), 1);
-    QVERIFY(!line->isShapeVisible() && !line->isVisible());
-    QCOMPARE(line->rbGcp(), GCP(5, 1)); // the extent follows the read geometry
-    auto* area = static_cast<VectorPolygon*>(b->m_collects.value(2)->m_shapes.first());
-    QCOMPARE(area->geoData().inner.size(), 1);
-    QCOMPARE(area->fillBrush(), static_cast<VectorPolygon*>(a->m_collects.value(2)->m_shapes.first())->fillBrush());
-    auto* rect = static_cast<VectorRect*>(b->m_collects.value(3)->m_shapes.first());
-    QCOMPARE(rect->geoData().size(), 4);
-    QCOMPARE(rect->fillBrush().style(), Qt::TexturePattern);
-    QCOMPARE(rect->fillBrush().texture().size(), QSize(3, 2));
-    QCOMPARE(static_cast<VectorCircle*>(b->m_collects.value(4)->m_shapes.first())->geoData(),
-             static_cast<VectorCircle*>(a->m_collects.value(4)->m_shapes.first())->geoData());
+    QVERIFY(line && c->m_shapes.at(0)->shapeCollect() == c && line->shapeCollectIndex() == 1);
+    QVERIFY(!line->isVisible());
+    QCOMPARE(line->rbGcp(), GCP(5, 1));
+    QCOMPARE(static_cast<VectorRect*>(b->m_collects.value(3)->m_shapes.first())->fillBrush().texture().size(), QSize(3, 2));
 
     GCP lt, rb;
     QVERIFY(kstVectorLayer::getLayersExtent(file, lt, rb));
@@ -490,8 +454,8 @@ void tst_kstLayersFile::damagedFilesLoadWhatPrecedesTheDamage()
     destroyAll(source);
     const QByteArray good = bytesOf(file);
 
-    auto limit = std::make_unique<AddressSpaceLimit>();
-    QVERIFY(limit->isActive());
+    AddressSpaceLimit limit;
+    QVERIFY(limit.isActive());
 
     const QString variant = m_dir.filePath(QStringLiteral("variant.kst"));
     auto load = [&](const QByteArray& bytes) {
@@ -514,16 +478,6 @@ void tst_kstLayersFile::damagedFilesLoadWhatPrecedesTheDamage()
         load(flipped);
     }
     QVERIFY(!load(good.left(7)));
-    limit.reset();
-
-    // A truncated file still gives back the layers before the damage.
-    writeBytes(variant, good.left(good.size() - 20));
-    QList<kstVectorLayer*> layers;
-    QVERIFY(kstVectorLayer::loadLayers(layers, variant));
-    QCOMPARE(layers.size(), 1);
-    QCOMPARE(layers.first()->m_name, QStringLiteral("省界 Провинции"));
-    QVERIFY(layers.first()->m_collects.contains(2));
-    destroyAll(layers);
 }
 
 void tst_kstLayersFile::failedSavesKeepThePreviousFile()
