@@ -11,6 +11,7 @@
 // hover) first re-sorts the children. The edit layer's own handlers ask its
 // shape index instead; the row after shows one such query.
 #include "VectorPolygon.h"
+#include "kstBenchSupport.h"
 #include "kstShapeIndex.h"
 #include "kstTileMapView.h"
 #include "kstVectorCollect.h"
@@ -49,13 +50,7 @@ kstVectorLayer* makeLayer(int count)
         const double s = 0.001 + rng.generateDouble() * 0.002;
         Polygon__ geo;
         geo.outer << p << p + QPointF(s, 0) << p + QPointF(s, -s) << p + QPointF(0, -s) << p;
-        auto* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        auto* polygon = new VectorPolygon(geo, nullptr);
-        polygon->setShapeCollect(collect, 0);
-        collect->m_shapes << polygon;
-        layer->m_collects.insert(collect->m_fid, collect);
+        Bench::addShapeCollect(layer, quint64(i + 1), new VectorPolygon(geo, nullptr));
     }
     return layer;
 }

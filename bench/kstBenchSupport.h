@@ -163,6 +163,17 @@ inline QVector<QPointF> parcelRing(QRandomGenerator& rng, const QPointF& centre,
     return points;
 }
 
+// Adds a collect holding one shape to a layer.
+inline void addShapeCollect(kstVectorLayer* layer, quint64 fid, kstVectorShape* shape)
+{
+    auto* collect = kstVectorCollect::newCollect();
+    collect->m_layer = layer;
+    collect->m_fid = fid;
+    shape->setShapeCollect(collect, 0);
+    collect->m_shapes << shape;
+    layer->m_collects.insert(fid, collect);
+}
+
 // A layer of `count` lines of `vertices` points each (fids from 1): each
 // starts at a random point of origin + spread and walks east by `step`,
 // wandering up or down by at most as much.
@@ -177,13 +188,7 @@ inline kstVectorLayer* walkingLines(quint32 seed, int count, int vertices, const
         QVector<QPointF> points;
         for (int k = 0; k < vertices; ++k)
             points << (p += QPointF(step, rng.generateDouble() * 2 * step - step));
-        auto* collect = kstVectorCollect::newCollect();
-        collect->m_layer = layer;
-        collect->m_fid = quint64(i + 1);
-        auto* line = new VectorLine(points, nullptr);
-        line->setShapeCollect(collect, 0);
-        collect->m_shapes << line;
-        layer->m_collects.insert(collect->m_fid, collect);
+        addShapeCollect(layer, quint64(i + 1), new VectorLine(points, nullptr));
     }
     return layer;
 }
