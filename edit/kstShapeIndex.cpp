@@ -95,6 +95,16 @@ void kstShapeIndex::insert(kstVectorShape* shape, bool joinsAnew)
     markDirty(shape);
 }
 
+QVector<kstVectorShape*> kstShapeIndex::shapes() const
+{
+    QVector<kstVectorShape*> result;
+    result.reserve(m_ids.size());
+    for (const Entry& entry : m_entries)
+        if (entry.shape)
+            result.append(entry.shape);
+    return result;
+}
+
 void kstShapeIndex::remove(kstVectorShape* shape)
 {
     const auto it = m_ids.constFind(shape);

@@ -49,6 +49,8 @@ public:
     void remove(kstVectorShape* shape);
     bool contains(const kstVectorShape* shape) const { return m_ids.contains(shape); }
     int size() const { return m_ids.size(); }
+    // Every indexed shape, walked from one array.
+    QVector<kstVectorShape*> shapes() const;
 
     // The rectangle of the shape may have changed.
     void markDirty(kstVectorShape* shape);

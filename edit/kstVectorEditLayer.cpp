@@ -791,12 +791,17 @@ void kstVectorEditLayer::updateShapes()
     m_shapeIndex->invalidate();
     kstProjection* proj = mapView()->projection();
     const kstMeterPerPixle__ mpp = mapView()->resolution()->mpp(m_level);
-    const QList<kstVectorShape*> shapes = allShapes();
-    if (shapes.size() < kParallelShapeThreshold) {
-        for (kstVectorShape* shape : shapes)
+    if (m_shapeIndex->size() < kParallelShapeThreshold) {
+        for (kstVectorShape* shape : allShapes())
             shape->updateShape(mpp, proj, true);
         return;
     }
+    // Every shape shown is a child of this item and so in the shape index,
+    // whose one array is walked far faster than the layers' maps of collects
+    // (a shape of a layer that is not a child yet is brought up to date when
+    // it becomes one). Frames are pure, so the order of storing them does not
+    // change what is stored.
+    const QVector<kstVectorShape*> shapes = m_shapeIndex->shapes();
     // The pool computes each shape's frame; only the GUI thread touches the
     // items and the scene, storing the frames in shape order while the pool
     // computes the frames of later shapes.
