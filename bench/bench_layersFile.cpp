@@ -3,7 +3,7 @@
 //
 // 20 000 features of 50 vertices (half lines, half polygons), one million
 // vertices in all, each with a name, an integer code and a real value. Every
-// figure is the best of three runs.
+// figure is the best of five runs.
 #include "VectorLine.h"
 #include "VectorPolygon.h"
 #include "kstBenchSupport.h"
@@ -29,7 +29,7 @@ namespace {
 
 constexpr int kFeaturesPerKind = 10000;
 constexpr int kVerticesPerFeature = 50;
-constexpr int kRuns = 3;
+constexpr int kRuns = 5;
 
 const char* const kFieldName = "name";
 const char* const kFieldCode = "code";

@@ -149,7 +149,7 @@ void VectorPolygon::correctOutShape(kstCorrection* correction)
 
 bool VectorPolygon::updateExtent()
 {
-    return extentOf(ringList(m_geoData), m_ltGcp, m_rbGcp);
+    return extentOf(m_geoData.outer, m_geoData.inner, m_ltGcp, m_rbGcp);
 }
 
 bool VectorPolygon::geoRings(QVector<QPolygonF>& rings) const

@@ -8,6 +8,7 @@
 #include "kstRecordReader.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
+#include "kstVectorStyle.h"
 
 #include <QBuffer>
 #include <QDebug>
@@ -39,6 +40,25 @@ void prepare(QDataStream& stream)
     stream.setVersion(QDataStream::Qt_5_15);
     stream.setByteOrder(QDataStream::BigEndian);
     stream.setFloatingPointPrecision(QDataStream::DoublePrecision);
+}
+
+bool hasLayersFileSettings(const QDataStream& stream)
+{
+    return stream.version() == QDataStream::Qt_5_15 && stream.byteOrder() == QDataStream::BigEndian;
+}
+
+// Layers nearly always keep the default marker. Its bytes in a layers file
+// are known, so reading shares the default picture instead of decoding it.
+const QByteArray& defaultMarkerBytes()
+{
+    static const QByteArray bytes = [] {
+        QByteArray data;
+        QDataStream out(&data, QIODevice::WriteOnly);
+        prepare(out);
+        out << kstVectorStyle::markerIcon_default;
+        return data;
+    }();
+    return bytes;
 }
 
 // Memory for the read-ahead chunk, taken from the system rather than the
@@ -99,7 +119,11 @@ private:
 class RecordSource
 {
 public:
-    RecordSource(QDataStream& in, bool readAhead) : m_in(in), m_context(in), m_readAhead(readAhead) {}
+    RecordSource(QDataStream& in, bool readAhead) : m_in(in), m_context(in), m_readAhead(readAhead)
+    {
+        if (hasLayersFileSettings(in))
+            m_context.knowImage(defaultMarkerBytes(), kstVectorStyle::markerIcon_default);
+    }
 
     template <class Parse>
     bool read(Parse&& parse)
@@ -210,6 +234,7 @@ public:
     void pen(const QPen& pen) { write(m_pens, pen, const_cast<QPen&>(pen).data_ptr()); }
     void brush(const QBrush& brush) { write(m_brushes, brush, const_cast<QBrush&>(brush).data_ptr().data()); }
     void pixmap(const QPixmap& pixmap) { write(m_pixmaps, pixmap, reinterpret_cast<const void*>(pixmap.cacheKey())); }
+    void image(const QImage& image) { write(m_images, image, reinterpret_cast<const void*>(image.cacheKey())); }
 
 private:
     static constexpr int kRecent = 4;
@@ -249,6 +274,7 @@ private:
     QVector<Entry<QPen>> m_pens;
     QVector<Entry<QBrush>> m_brushes;
     QVector<Entry<QPixmap>> m_pixmaps;
+    QVector<Entry<QImage>> m_images;
 };
 
 // Gathers the many small writes of a stream and hands them on in blocks.
@@ -366,7 +392,7 @@ void writeLayer(RecordSink& sink, const kstVectorLayer& layer)
     sink.pen(layer.m_pointBorderPen);
     sink.brush(layer.m_pointFillBrush);
     out << layer.m_markerAnchor;
-    sink.pixmap(QPixmap::fromImage(layer.m_markerIcon));
+    sink.image(layer.m_markerIcon);
     sink.pen(layer.m_linePen);
     sink.pen(layer.m_polygonBorderPen);
     // The point fill brush is stored a second time where a polygon fill
@@ -441,10 +467,24 @@ void readAreaShape(kstRecordReader& r, AreaShape& shape, const Geometry& geometr
     finishShape(r, shape);
 }
 
+// Polygons and circles are read in place, in the layout their stream
+// operators write: rings as counted point blocks, holes after their count.
+void readPolygonGeometry(kstRecordReader& r, Polygon__& polygon)
+{
+    r.points(polygon.outer);
+    const quint32 holes = quint32(r.i32());
+    for (quint32 i = 0; i < holes && r.ok(); ++i) {
+        QPolygonF ring;
+        r.points(ring);
+        if (r.ok())
+            polygon.inner.append(ring);
+    }
+}
+
 void readPolygon(kstRecordReader& r, VectorPolygon& polygon)
 {
     Polygon__ geometry;
-    r.streamed(geometry);
+    readPolygonGeometry(r, geometry);
     readAreaShape(r, polygon, geometry);
 }
 
@@ -458,7 +498,8 @@ void readRect(kstRecordReader& r, VectorRect& rect)
 void readCircle(kstRecordReader& r, VectorCircle& circle)
 {
     Circle__ geometry;
-    r.streamed(geometry);
+    geometry.center = r.pointF();
+    r.points(geometry.ring);
     readAreaShape(r, circle, geometry);
 }
 
@@ -532,9 +573,7 @@ bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
     r.pen(layer.m_pointBorderPen);
     r.brush(layer.m_pointFillBrush);
     layer.m_markerAnchor = r.point();
-    QPixmap marker;
-    r.pixmap(marker);
-    layer.m_markerIcon = marker.toImage();
+    r.image(layer.m_markerIcon);
     r.pen(layer.m_linePen);
     r.pen(layer.m_polygonBorderPen);
     // The point fill brush is stored a second time where a polygon fill
@@ -553,12 +592,14 @@ bool readLayerFields(kstRecordReader& r, kstVectorLayer& layer, qint32& count)
 }
 
 // Collects come in ascending fid order, so they mostly go to the end of the
-// map; a later collect with the same fid replaces the earlier one.
-void addCollect(QMap<quint64, kstVectorCollect*>& collects, kstVectorCollect* collect)
+// map (`last` is the greatest fid so far); a later collect with the same fid
+// replaces the earlier one.
+void addCollect(QMap<quint64, kstVectorCollect*>& collects, kstVectorCollect* collect, quint64& last)
 {
     const quint64 fid = collect->m_fid;
-    if (collects.isEmpty() || (collects.constEnd() - 1).key() < fid) {
+    if (collects.isEmpty() || last < fid) {
         collects.insert(collects.constEnd(), fid, collect);
+        last = fid;
         return;
     }
     auto it = collects.find(fid);
@@ -579,6 +620,7 @@ bool readLayer(RecordSource& source, kstVectorLayer& layer)
     layer.m_collects.clear();
     if (!fields)
         return false;
+    quint64 lastFid = 0;
     for (qint32 i = 0; i < count; ++i) {
         kstVectorCollect* collect = kstVectorCollect::newCollect();
         collect->m_layer = &layer;
@@ -586,7 +628,7 @@ bool readLayer(RecordSource& source, kstVectorLayer& layer)
             kstVectorCollect::destroyCollect(collect);
             break;
         }
-        addCollect(layer.m_collects, collect);
+        addCollect(layer.m_collects, collect, lastFid);
     }
     return true;
 }

@@ -112,7 +112,13 @@ const T* kstRecordReader::Context::Cache<T>::find(const char* bytes, qint64 size
 template <class T>
 void kstRecordReader::Context::Cache<T>::add(const char* bytes, qint64 size, const T& value)
 {
-    Entry entry{QByteArray(bytes, int(size)), value};
+    add(QByteArray(bytes, int(size)), value);
+}
+
+template <class T>
+void kstRecordReader::Context::Cache<T>::add(const QByteArray& bytes, const T& value)
+{
+    Entry entry{bytes, value};
     if (m_entries.size() < kRecentValues) {
         m_entries.append(entry);
         return;
@@ -149,6 +155,11 @@ kstRecordReader::Context::Context(const QDataStream& settings)
 }
 
 kstRecordReader::Context::~Context() = default;
+
+void kstRecordReader::Context::knowImage(const QByteArray& bytes, const QImage& image)
+{
+    m_images.add(bytes, image);
+}
 
 // --- Reader ----------------------------------------------------------------
 
@@ -337,6 +348,11 @@ void kstRecordReader::brush(QBrush& brush)
 void kstRecordReader::pixmap(QPixmap& pixmap)
 {
     checked(pixmap, m_context.m_pixmaps, kstStreamCheck::Pixmap);
+}
+
+void kstRecordReader::image(QImage& image)
+{
+    checked(image, m_context.m_images, kstStreamCheck::Pixmap);
 }
 
 void kstRecordReader::font(QFont& font)

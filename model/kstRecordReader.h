@@ -6,6 +6,7 @@
 #include <QBuffer>
 #include <QDataStream>
 #include <QFont>
+#include <QImage>
 #include <QMap>
 #include <QPen>
 #include <QPixmap>
@@ -38,6 +39,9 @@ public:
         explicit Context(const QDataStream& settings);
         ~Context();
 
+        // An image whose bytes need no decoding: they stand for `image`.
+        void knowImage(const QByteArray& bytes, const QImage& image);
+
     private:
         friend class kstRecordReader;
 
@@ -48,6 +52,7 @@ public:
         public:
             const T* find(const char* bytes, qint64 size) const;
             void add(const char* bytes, qint64 size, const T& value);
+            void add(const QByteArray& bytes, const T& value);
             // The slot of a given place (the n-th key of a map) instead of the
             // most recent ones.
             const T* findAt(int slot, const char* bytes, qint64 size) const;
@@ -72,6 +77,7 @@ public:
         Cache<QPen> m_pens;
         Cache<QBrush> m_brushes;
         Cache<QPixmap> m_pixmaps;
+        Cache<QImage> m_images;
         Cache<QFont> m_fonts;
         Cache<QVariant> m_variants;
         Cache<QString> m_keys;
@@ -101,13 +107,14 @@ public:
     void pen(QPen& pen);
     void brush(QBrush& brush);
     void pixmap(QPixmap& pixmap);
+    // An image, in the same layout as a pixmap.
+    void image(QImage& image);
     void font(QFont& font);
     void color(QColor& color);
     // QMap<QString, QVariant> in Qt's layout.
     void variantMap(QMap<QString, QVariant>& map);
 
-    // A record of a type whose stream operator is known only by its own
-    // library (the core library's geometry records).
+    // A value read through its own stream operator, from the bytes in view.
     template <class T>
     void streamed(T& value)
     {

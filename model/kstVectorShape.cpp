@@ -267,15 +267,23 @@ void kstVectorShape::applyFrame(kstShapeFrame& frame)
 
 bool kstVectorShape::extentOf(const QVector<QPolygonF>& rings, GCP& lt, GCP& rb)
 {
+    return extentOf(QVector<QPointF>(), rings, lt, rb);
+}
+
+bool kstVectorShape::extentOf(const QVector<QPointF>& points, const QVector<QPolygonF>& rings, GCP& lt, GCP& rb)
+{
     double minLon = 180.0, maxLat = -90.0, maxLon = -180.0, minLat = 90.0;
-    for (const QPolygonF& ring : rings) {
+    auto add = [&](const QVector<QPointF>& ring) {
         for (const QPointF& p : ring) {
             minLon = std::min(minLon, p.x());
             maxLon = std::max(maxLon, p.x());
             minLat = std::min(minLat, p.y());
             maxLat = std::max(maxLat, p.y());
         }
-    }
+    };
+    add(points);
+    for (const QPolygonF& ring : rings)
+        add(ring);
     auto differs = [](const GCP& a, double lon, double lat) {
         return std::abs(a.lon() - lon) >= kExtentTolerance || std::abs(a.lat() - lat) >= kExtentTolerance;
     };
@@ -625,7 +633,7 @@ QPainterPath kstVectorShape::strokePath(const QPainterPath& path, double width)
 
 bool kstVectorShape::updateExtentFrom(const QVector<QPointF>& points)
 {
-    return extentOf({QPolygonF(points)}, m_ltGcp, m_rbGcp);
+    return extentOf(points, QVector<QPolygonF>(), m_ltGcp, m_rbGcp);
 }
 
 void kstVectorShape::updateBoundingRectFromExtent(const kstMeterPerPixle__& mpp, kstProjection* proj)

@@ -261,6 +261,9 @@ protected:
     // The extent of rings: the corners given move only where they differ by 1e-12 or more.
     static bool extentOf(const QVector<QPolygonF>& rings, kstGeographicalCoordinatesPoint& lt,
                          kstGeographicalCoordinatesPoint& rb);
+    // The same for a line of points followed by rings.
+    static bool extentOf(const QVector<QPointF>& points, const QVector<QPolygonF>& rings,
+                         kstGeographicalCoordinatesPoint& lt, kstGeographicalCoordinatesPoint& rb);
     // Plane coordinates of the geographic rings and of the extent corners lt and rb.
     kstPlaneCache planeFor(const QVector<QPolygonF>& rings, const kstGeographicalCoordinatesPoint& lt,
                            const kstGeographicalCoordinatesPoint& rb, kstProjection* proj) const;

@@ -7,6 +7,7 @@
 #include "kstSampleLayer.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
+#include "kstVectorStyle.h"
 
 #include <QBitArray>
 #include <QBitmap>
@@ -370,6 +371,8 @@ void tst_kstLayersFile::roundTripKeepsWhatTheFileStores()
     // What the file does not store: defaults, links, extents and item state.
     const kstVectorLayer* b = loaded.first();
     QCOMPARE(b->m_polygonFillBrush, kstVectorLayer().m_polygonFillBrush);
+    // The default marker is shared, not decoded anew.
+    QCOMPARE(loaded.at(1)->m_markerIcon.cacheKey(), kstVectorStyle::markerIcon_default.cacheKey());
     const kstVectorCollect* c = b->m_collects.value(7);
     QCOMPARE(c->m_layer, b);
     auto* line = dynamic_cast<VectorLine*>(c->m_shapes.at(1));
