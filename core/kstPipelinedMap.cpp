@@ -23,7 +23,14 @@ constexpr int kBlockSize = 256;
 // flag. The release and acquire operations on these are what orders the
 // computed data before their storing (the pool's own locks are not visible
 // to a race detector when Qt is not built for it).
-class Blocks
+//
+// It lives on the heap, its fixed part and its changing part on cache lines
+// of their own: on the calling thread's stack it would share a line with
+// that thread's busiest variables, and every computing thread would reread
+// the line after each index it computes.
+constexpr size_t kCacheLine = 64;
+
+class alignas(kCacheLine) Blocks
 {
 public:
     Blocks(int count, const kstPipelinedMap::Step& compute)
@@ -47,8 +54,9 @@ public:
         const int block = m_next.fetch_add(1, std::memory_order_acq_rel);
         if (block >= m_blocks)
             return false;
-        for (int i = begin(block); i < end(block); ++i)
-            m_compute(i);
+        const kstPipelinedMap::Step& compute = m_compute;
+        for (int i = begin(block), last = end(block); i < last; ++i)
+            compute(i);
         {
             std::lock_guard<std::mutex> lock(m_mutex);
             m_done[block].store(true, std::memory_order_release);
@@ -100,8 +108,8 @@ private:
     const int m_count;
     const int m_blocks;
     std::unique_ptr<std::atomic<bool>[]> m_done;
-    std::atomic<int> m_next{0};
     const kstPipelinedMap::Step& m_compute;
+    alignas(kCacheLine) std::atomic<int> m_next{0};
     std::mutex m_mutex;
     std::condition_variable m_changed;
     int m_workers = 0;
@@ -113,7 +121,8 @@ void kstPipelinedMap::run(int count, const Step& compute, const Step& store)
 {
     if (count <= 0)
         return;
-    Blocks blocks(count, compute);
+    const auto shared = std::make_unique<Blocks>(count, compute);
+    Blocks& blocks = *shared;
     // The calling thread is one of the computing threads; only idle pool
     // threads join it, so that nothing waits for a thread the pool cannot give.
     QThreadPool* pool = QThreadPool::globalInstance();
@@ -130,7 +139,7 @@ void kstPipelinedMap::run(int count, const Step& compute, const Step& store)
             if (!blocks.computeNext())
                 blocks.waitFor(b);
         }
-        for (int i = blocks.begin(b); i < blocks.end(b); ++i)
+        for (int i = blocks.begin(b), last = blocks.end(b); i < last; ++i)
             store(i);
     }
     blocks.waitForWorkers();

@@ -802,9 +802,10 @@ void kstVectorEditLayer::updateShapes()
     // it becomes one). Frames are pure, so the order of storing them does not
     // change what is stored.
     const QVector<kstVectorShape*> shapes = m_shapeIndex->shapes();
-    // The pool computes each shape's frame; only the GUI thread touches the
-    // items and the scene, storing the frames in shape order while the pool
-    // computes the frames of later shapes.
+    // The pool computes each shape's frame and hands the shape its own data
+    // at once, while it is still in that core's cache; only the GUI thread
+    // touches the items and the scene, placing the items in shape order
+    // while the pool computes later shapes.
     const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
     std::vector<ShapeSyncUpdateHold__> holds;
     holds.reserve(shapes.size());
@@ -822,6 +823,8 @@ void kstVectorEditLayer::updateShapes()
         [&](int i) {
             ShapeSyncUpdateHold__& hold = holds[size_t(i)];
             hold.computed = hold.shape->computeFrame(*hold.frame, scale);
+            if (hold.computed)
+                hold.shape->storeFrameData(*hold.frame);
         },
         [&](int index) {
             const size_t i = size_t(index);
@@ -831,7 +834,7 @@ void kstVectorEditLayer::updateShapes()
                 holds[i + kAhead].shape->prefetchFrameStore();
             ShapeSyncUpdateHold__& hold = holds[i];
             if (hold.computed)
-                hold.shape->applyFrame(*hold.frame);
+                hold.shape->placeFrame(*hold.frame);
             else
                 hold.shape->updateShape(mpp, proj, true);
         });

@@ -121,10 +121,11 @@ bool VectorCircle::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale
     QVector<QPolygonF> rings;
     geoRings(rings);
     frameExtent(frame, rings, {m_geoData.ring}, scale);
-    const QPointF lt = frame.plane.ltPlane();
+    const kstPlaneCache& plane = framePlane(frame);
+    const QPointF lt = plane.ltPlane();
     frame.rings.resize(1);
-    pixRingInto(frame.rings[0], frame.plane.rings().value(0), lt, scale.mpp);
-    frame.centre = pixOf(frame.plane.rings().value(1).value(0), lt, scale.mpp);
+    pixRingInto(frame.rings[0], plane.ring(0), lt, scale.mpp);
+    frame.centre = pixOf(plane.ring(1).value(0), lt, scale.mpp);
     if (m_selected)
         frame.addVertexPath = QPainterPath();
     Circle__ pix;

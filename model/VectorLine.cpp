@@ -96,7 +96,8 @@ bool VectorLine::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) 
     const QVector<QPolygonF> rings{QPolygonF(m_geoData)};
     frameExtent(frame, rings, rings, scale);
     frame.rings.resize(1);
-    pixRingInto(frame.rings[0], frame.plane.rings().value(0), frame.plane.ltPlane(), scale.mpp);
+    const kstPlaneCache& plane = framePlane(frame);
+    pixRingInto(frame.rings[0], plane.ring(0), plane.ltPlane(), scale.mpp);
     const QPolygonF& pix = frame.rings.at(0);
     if (m_selected)
         frame.addVertexPath = strokePath(polygonPath(pix), m_addVertexPathWidth);

@@ -168,7 +168,7 @@ Polygon__ VectorPolygon::pixPolygon(const kstPlaneCache& plane, const kstMeterPe
 {
     const QPointF lt = plane.ltPlane();
     Polygon__ pix;
-    pix.outer = pixRing(plane.rings().value(0), lt, mpp);
+    pix.outer = pixRing(plane.ring(0), lt, mpp);
     for (int i = 1; i < plane.rings().size(); ++i)
         pix.inner.append(pixRing(plane.rings().at(i), lt, mpp));
     return pix;
@@ -178,7 +178,7 @@ bool VectorPolygon::computeFrame(kstShapeFrame& frame, const kstShapeScale& scal
 {
     const QVector<QPolygonF> rings = ringList(m_geoData);
     frameExtent(frame, rings, rings, scale);
-    const Polygon__ pix = pixPolygon(frame.plane, scale.mpp);
+    const Polygon__ pix = pixPolygon(framePlane(frame), scale.mpp);
     frame.rings = ringList(pix);
     if (m_selected)
         frame.addVertexPath = addVertexBand(pix);

@@ -119,7 +119,7 @@ void VectorRect::setGeoRings(const QVector<QPolygonF>& rings)
 bool VectorRect::computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const
 {
     frameExtent(frame, {m_geoData}, {corners()}, scale);
-    const QPolygonF handles = handlePixels(frame.plane, scale.mpp);
+    const QPolygonF handles = handlePixels(framePlane(frame), scale.mpp);
     frame.rings = {handles};
     if (m_selected)
         frame.addVertexPath = QPainterPath();

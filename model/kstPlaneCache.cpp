@@ -62,6 +62,12 @@ void kstPlaneCache::fill(const QVector<QPolygonF>& rings, const QPointF& lt, con
     m_rbPlane = planeOf(rb, proj);
 }
 
+const QPolygonF& kstPlaneCache::ring(int i) const
+{
+    static const QPolygonF none;
+    return i >= 0 && i < m_planeRings.size() ? m_planeRings.at(i) : none;
+}
+
 void kstPlaneCache::clear()
 {
     *this = kstPlaneCache();

@@ -30,6 +30,8 @@ public:
     bool extentOfRings() const { return m_extentOfRings; }
 
     const QVector<QPolygonF>& rings() const { return m_planeRings; }
+    // Ring i of the plane coordinates, or an empty ring.
+    const QPolygonF& ring(int i) const;
     const QPointF& ltPlane() const { return m_ltPlane; }
     const QPointF& rbPlane() const { return m_rbPlane; }
 

@@ -16,9 +16,10 @@
 namespace Kestrum {
 
 // Everything an update at one scale derives from a shape's geometry, computed
-// without touching the item, so that it can be computed on any thread and
-// stored on the GUI thread (kstVectorShape::applyFrame). Storing swaps the
-// shape's previous data into the frame.
+// without touching the item, so that it can be computed on any thread; the
+// item's rectangle and position are placed on the GUI thread
+// (kstVectorShape::storeFrameData and placeFrame). Storing swaps the shape's
+// previous data into the frame.
 struct KSTVECTOR_EXPORT kstShapeFrame
 {
     kstGeographicalCoordinatesPoint lt; // extent
@@ -31,7 +32,8 @@ struct KSTVECTOR_EXPORT kstShapeFrame
     QPainterPath addVertexPath; // selected shapes only
     QList<VectorShapeLabel__> labels;
     QRectF labelWindow;
-    kstPlaneCache plane; // the plane coordinates the frame was computed from
+    kstPlaneCache plane; // the plane coordinates the frame was computed from,
+    bool planeKept = false; // unless the shape's own still hold (then `plane` is stale)
 };
 
 } // namespace Kestrum

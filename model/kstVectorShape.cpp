@@ -240,12 +240,25 @@ bool kstVectorShape::geoRings(QVector<QPolygonF>&) const
 
 void kstVectorShape::setGeoRings(const QVector<QPolygonF>&) {}
 
-void kstVectorShape::applyFrame(kstShapeFrame& frame)
+void kstVectorShape::storeFrameData(kstShapeFrame& frame)
 {
     // What the shape held before goes into the frame, so that whoever
-    // disposes of the frame frees it.
+    // disposes of the frame frees it. The hit-test path is rebuilt from the
+    // new pixels when the scene next asks for it, on the GUI thread.
     m_ltGcp = frame.lt;
     m_rbGcp = frame.rb;
+    storeFramePixels(frame);
+    if (!frame.planeKept)
+        m_plane.swap(frame.plane);
+    if (m_selected)
+        m_addVertexPath.swap(frame.addVertexPath);
+    m_labels.swap(frame.labels);
+    m_labelWindow = frame.labelWindow;
+    m_shapePathStale = true;
+}
+
+void kstVectorShape::placeFrame(const kstShapeFrame& frame)
+{
     // setPos tells the scene of the change before it moves the item, which
     // covers the rectangle stored right after it as well; an item that stays
     // in place announces the change itself.
@@ -255,13 +268,6 @@ void kstVectorShape::applyFrame(kstShapeFrame& frame)
         setPos(frame.position);
     m_brc = frame.brc;
     m_layoutPos = frame.position;
-    storeFramePixels(frame);
-    m_plane.swap(frame.plane);
-    if (m_selected)
-        m_addVertexPath.swap(frame.addVertexPath);
-    m_labels.swap(frame.labels);
-    m_labelWindow = frame.labelWindow;
-    m_shapePathStale = true;
     notifyRectChange();
 }
 
@@ -341,15 +347,17 @@ void kstVectorShape::frameExtent(kstShapeFrame& frame, const QVector<QPolygonF>&
     frame.lt = m_ltGcp;
     frame.rb = m_rbGcp;
     // The extent of unchanged rings is the one computed from them before.
-    if (m_plane.extentOfRings() && m_plane.matches(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), scale.proj)) {
-        frame.plane = m_plane;
-    } else {
+    // Kept plane coordinates are read in place rather than shared, which
+    // would write to their reference counts from whichever thread computes.
+    frame.planeKept = m_plane.extentOfRings() && m_plane.matches(rings, gcp2pt(m_ltGcp), gcp2pt(m_rbGcp), scale.proj);
+    if (!frame.planeKept) {
         extentOf(extentRings, frame.lt, frame.rb);
         frame.plane = planeFor(rings, frame.lt, frame.rb, scale.proj);
         frame.plane.setExtentOfRings();
     }
-    frame.brc = brcOf(frame.lt, frame.rb, frame.plane, scale.mpp);
-    frame.position = positionOf(frame.plane, scale.mpp, scale.origin);
+    const kstPlaneCache& plane = framePlane(frame);
+    frame.brc = brcOf(frame.lt, frame.rb, plane, scale.mpp);
+    frame.position = positionOf(plane, scale.mpp, scale.origin);
     frame.labelWindow = QRectF();
 }
 

@@ -115,19 +115,23 @@ public:
     // A new shape of the same kind, geometry and style: no layer, no collect, not selected.
     virtual kstVectorShape* clone() = 0;
 
-    // An update split in two: computeFrame derives everything an update at a
-    // scale would store, touching nothing but reading the shape's own data,
-    // so that it may run on any thread while the GUI thread waits; applyFrame
-    // then stores the frame in the item on the GUI thread. Together they give
-    // exactly what updateShape(mpp, proj, true) gives. Kinds that cannot
-    // compute frames return false and are updated with updateShape instead.
+    // An update split in three. computeFrame derives everything an update at
+    // a scale would store, reading only the shape's own data; storeFrameData
+    // hands the shape the part that only the shape itself reads (extent,
+    // pixels, plane coordinates, labels). Both may run on any thread while
+    // the GUI thread leaves the shape alone. placeFrame then gives the item
+    // its new bounding rectangle and position, which the scene reads, on the
+    // GUI thread. Together they give exactly what updateShape(mpp, proj,
+    // true) gives. Kinds that cannot compute frames return false and are
+    // updated with updateShape instead.
     virtual bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const;
-    void applyFrame(kstShapeFrame& frame);
-    // The shape's frame to compute into. After applyFrame it holds the
+    void storeFrameData(kstShapeFrame& frame);
+    void placeFrame(const kstShapeFrame& frame);
+    // The shape's frame to compute into. After storeFrameData it holds the
     // shape's previous data, whose buffers the next frame reuses.
     kstShapeFrame& frameBuffer();
-    // Asks the processor for the memory applyFrame touches, ahead of the
-    // call: storing thousands of frames is bound by memory latency.
+    // Asks the processor for the memory placeFrame touches, ahead of the
+    // call: placing thousands of items is bound by memory latency.
     void prefetchFrameStore() const;
     // The geographic points as rings, in the kind's own order, and back (the
     // caller runs the update pipeline); false when the kind does not offer them.
@@ -278,6 +282,11 @@ protected:
     // bounding rectangle and position.
     void frameExtent(kstShapeFrame& frame, const QVector<QPolygonF>& rings, const QVector<QPolygonF>& extentRings,
                      const kstShapeScale& scale) const;
+    // The plane coordinates a frame was computed from.
+    const kstPlaneCache& framePlane(const kstShapeFrame& frame) const
+    {
+        return frame.planeKept ? m_plane : frame.plane;
+    }
     // Item pixels of plane points relative to the extent's top-left plane point.
     static QPointF pixOf(const QPointF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
     static QPolygonF pixRing(const QPolygonF& plane, const QPointF& ltPlane, const kstMeterPerPixle__& mpp);
