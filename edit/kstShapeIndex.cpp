@@ -86,23 +86,15 @@ void kstShapeIndex::insert(kstVectorShape* shape, bool joinsAnew)
         } else {
             id = int(m_entries.size());
             m_entries.emplace_back();
+            m_slots.push_back(nullptr);
         }
         m_entries[id] = Entry();
         m_entries[id].shape = shape;
+        m_slots[size_t(id)] = shape;
         m_ids.insert(shape, id);
     }
     m_entries[id].order = ++m_nextOrder;
     markDirty(shape);
-}
-
-QVector<kstVectorShape*> kstShapeIndex::shapes() const
-{
-    QVector<kstVectorShape*> result;
-    result.reserve(m_ids.size());
-    for (const Entry& entry : m_entries)
-        if (entry.shape)
-            result.append(entry.shape);
-    return result;
 }
 
 void kstShapeIndex::remove(kstVectorShape* shape)
@@ -115,6 +107,7 @@ void kstShapeIndex::remove(kstVectorShape* shape)
     unplace(id);
     // A dirty list that still names the entry skips it: it has no shape.
     m_entries[id] = Entry();
+    m_slots[size_t(id)] = nullptr;
     m_free.push_back(id);
 }
 

@@ -49,8 +49,10 @@ public:
     void remove(kstVectorShape* shape);
     bool contains(const kstVectorShape* shape) const { return m_ids.contains(shape); }
     int size() const { return m_ids.size(); }
-    // Every indexed shape, walked from one array.
-    QVector<kstVectorShape*> shapes() const;
+    // Every indexed shape by its slot, in one array; free slots hold null.
+    // Only insert and remove change it, so other threads may read it while
+    // the GUI thread leaves the index alone.
+    const std::vector<kstVectorShape*>& shapeSlots() const { return m_slots; }
 
     // The rectangle of the shape may have changed.
     void markDirty(kstVectorShape* shape);
@@ -105,6 +107,7 @@ private:
     const QGraphicsItem* m_owner;
     double m_cellSize;
     std::vector<Entry> m_entries;
+    std::vector<kstVectorShape*> m_slots; // the entries' shapes
     std::vector<int> m_free;
     QHash<const kstVectorShape*, int> m_ids;
     QHash<quint64, std::vector<CellSlot>> m_cells;

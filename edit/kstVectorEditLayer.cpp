@@ -25,6 +25,8 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <new>
+#include <type_traits>
 #include <vector>
 #include <QGraphicsScene>
 
@@ -66,13 +68,24 @@ void indexScene(QGraphicsScene* scene, int items)
         scene->items(QRectF(0, 0, 1, 1));
 }
 
-struct ShapeSyncUpdateHold__
+// Where the GUI thread places an item, from the shape's frame.
+struct ShapePlacement__
 {
     kstVectorShape* shape;
-    // The shape's own frame, filled by the pool and stored by the GUI thread.
-    kstShapeFrame* frame;
+    QRectF brc;
+    QPointF position;
     bool computed;
 };
+static_assert(std::is_trivially_destructible<ShapePlacement__>::value, "placements are made in raw memory");
+
+// Each computing thread computes frame after frame in one frame of its own,
+// whose buffers (and the shape data each shape hands back) stay in that
+// core's cache from one shape to the next.
+kstShapeFrame& threadFrame()
+{
+    thread_local kstShapeFrame frame;
+    return frame;
+}
 
 struct ShapeSyncCorrectHold__
 {
@@ -801,42 +814,48 @@ void kstVectorEditLayer::updateShapes()
     // (a shape of a layer that is not a child yet is brought up to date when
     // it becomes one). Frames are pure, so the order of storing them does not
     // change what is stored.
-    const QVector<kstVectorShape*> shapes = m_shapeIndex->shapes();
+    const std::vector<kstVectorShape*>& shapes = m_shapeIndex->shapeSlots();
+    const int count = int(shapes.size());
     // The pool computes each shape's frame and hands the shape its own data
     // at once, while it is still in that core's cache; only the GUI thread
     // touches the items and the scene, placing the items in shape order
-    // while the pool computes later shapes.
+    // while the pool computes later shapes. Each placement is written by the
+    // thread that computes its shape, so nothing walks all shapes before
+    // the pool starts.
     const kstShapeScale scale(mpp, proj, kstShapeScale::labelWindowOf(mapView()));
-    std::vector<ShapeSyncUpdateHold__> holds;
-    holds.reserve(shapes.size());
-    // Each shape's frame buffer is made here, so that the pool only fills it
-    // while the GUI thread looks ahead at the shapes it stores next.
-    for (kstVectorShape* shape : shapes)
-        holds.push_back({shape, &shape->frameBuffer(), false});
-    // Storing touches every item once; the memory of the items a few ahead is
-    // fetched while one is stored.
-    constexpr size_t kAhead = 8;
-    for (size_t i = 0; i < std::min(kAhead, holds.size()); ++i)
-        __builtin_prefetch(holds[i].shape);
+    std::unique_ptr<char[]> memory(new char[size_t(count) * sizeof(ShapePlacement__)]);
+    auto* placements = reinterpret_cast<ShapePlacement__*>(memory.get());
+    // Placing touches every item once; the memory of the items a few ahead
+    // is fetched while one is placed.
+    constexpr int kAhead = 8;
+    const auto prefetch = [&](int i) {
+        if (i < count && shapes[size_t(i)])
+            shapes[size_t(i)]->prefetchPlacement();
+    };
+    for (int i = 0; i < kAhead; ++i)
+        prefetch(i);
     kstPipelinedMap::run(
-        int(holds.size()),
+        count,
         [&](int i) {
-            ShapeSyncUpdateHold__& hold = holds[size_t(i)];
-            hold.computed = hold.shape->computeFrame(*hold.frame, scale);
-            if (hold.computed)
-                hold.shape->storeFrameData(*hold.frame);
+            kstVectorShape* shape = shapes[size_t(i)];
+            ShapePlacement__* placement = new (&placements[i]) ShapePlacement__{shape, QRectF(), QPointF(), false};
+            if (!shape)
+                return;
+            kstShapeFrame& frame = threadFrame();
+            placement->computed = shape->computeFrame(frame, scale);
+            if (!placement->computed)
+                return;
+            placement->brc = frame.brc;
+            placement->position = frame.position;
+            shape->storeFrameData(frame);
         },
-        [&](int index) {
-            const size_t i = size_t(index);
-            if (i + 2 * kAhead < holds.size())
-                __builtin_prefetch(holds[i + 2 * kAhead].shape);
-            if (i + kAhead < holds.size())
-                holds[i + kAhead].shape->prefetchFrameStore();
-            ShapeSyncUpdateHold__& hold = holds[i];
-            if (hold.computed)
-                hold.shape->placeFrame(*hold.frame);
-            else
-                hold.shape->updateShape(mpp, proj, true);
+        [&](int i) {
+            prefetch(i + kAhead);
+            const ShapePlacement__& placement = placements[i];
+            if (placement.computed)
+                placement.shape->placeItem(placement.brc, placement.position);
+            else if (placement.shape)
+                placement.shape->updateShape(mpp, proj, true);
         });
 }
 

@@ -18,8 +18,8 @@ namespace Kestrum {
 // Everything an update at one scale derives from a shape's geometry, computed
 // without touching the item, so that it can be computed on any thread; the
 // item's rectangle and position are placed on the GUI thread
-// (kstVectorShape::storeFrameData and placeFrame). Storing swaps the shape's
-// previous data into the frame.
+// (kstVectorShape::storeFrameData and placeItem). Storing swaps the shape's
+// previous data into the frame, so one frame serves shape after shape.
 struct KSTVECTOR_EXPORT kstShapeFrame
 {
     kstGeographicalCoordinatesPoint lt; // extent

@@ -257,17 +257,17 @@ void kstVectorShape::storeFrameData(kstShapeFrame& frame)
     m_shapePathStale = true;
 }
 
-void kstVectorShape::placeFrame(const kstShapeFrame& frame)
+void kstVectorShape::placeItem(const QRectF& brc, const QPointF& position)
 {
     // setPos tells the scene of the change before it moves the item, which
     // covers the rectangle stored right after it as well; an item that stays
     // in place announces the change itself.
-    if (frame.position == pos())
+    if (position == pos())
         prepareGeometryChange();
     else
-        setPos(frame.position);
-    m_brc = frame.brc;
-    m_layoutPos = frame.position;
+        setPos(position);
+    m_brc = brc;
+    m_layoutPos = position;
     notifyRectChange();
 }
 
@@ -384,7 +384,7 @@ void kstVectorShape::pixRingInto(QPolygonF& pix, const QPolygonF& plane, const Q
         out[i] = PCP(plane.at(i)).toPix(mpp, lt);
 }
 
-void kstVectorShape::prefetchFrameStore() const
+void kstVectorShape::prefetchPlacement() const
 {
     const auto lines = [](const void* object, size_t size) {
         for (size_t offset = 0; offset < size; offset += 64)
@@ -392,15 +392,6 @@ void kstVectorShape::prefetchFrameStore() const
     };
     lines(this, sizeof(kstVectorShape));
     lines(d_ptr.data(), 256); // the item's position, flags and scene links
-    if (m_frame)
-        lines(m_frame.get(), sizeof(kstShapeFrame));
-}
-
-kstShapeFrame& kstVectorShape::frameBuffer()
-{
-    if (!m_frame)
-        m_frame.reset(new kstShapeFrame);
-    return *m_frame;
 }
 
 QRectF kstVectorShape::itemWindow(const QRectF& layerWindow, const QPointF& itemPos)

@@ -118,21 +118,19 @@ public:
     // An update split in three. computeFrame derives everything an update at
     // a scale would store, reading only the shape's own data; storeFrameData
     // hands the shape the part that only the shape itself reads (extent,
-    // pixels, plane coordinates, labels). Both may run on any thread while
-    // the GUI thread leaves the shape alone. placeFrame then gives the item
-    // its new bounding rectangle and position, which the scene reads, on the
-    // GUI thread. Together they give exactly what updateShape(mpp, proj,
-    // true) gives. Kinds that cannot compute frames return false and are
-    // updated with updateShape instead.
+    // pixels, plane coordinates, labels) and leaves the shape's previous data
+    // in the frame, whose buffers the next frame computed in it reuses. Both
+    // may run on any thread while the GUI thread leaves the shape alone.
+    // placeItem then gives the item the frame's bounding rectangle and
+    // position, which the scene reads, on the GUI thread. Together they give
+    // exactly what updateShape(mpp, proj, true) gives. Kinds that cannot
+    // compute frames return false and are updated with updateShape instead.
     virtual bool computeFrame(kstShapeFrame& frame, const kstShapeScale& scale) const;
     void storeFrameData(kstShapeFrame& frame);
-    void placeFrame(const kstShapeFrame& frame);
-    // The shape's frame to compute into. After storeFrameData it holds the
-    // shape's previous data, whose buffers the next frame reuses.
-    kstShapeFrame& frameBuffer();
-    // Asks the processor for the memory placeFrame touches, ahead of the
+    void placeItem(const QRectF& brc, const QPointF& position);
+    // Asks the processor for the memory placeItem touches, ahead of the
     // call: placing thousands of items is bound by memory latency.
-    void prefetchFrameStore() const;
+    void prefetchPlacement() const;
     // The geographic points as rings, in the kind's own order, and back (the
     // caller runs the update pipeline); false when the kind does not offer them.
     virtual bool geoRings(QVector<QPolygonF>& rings) const;
@@ -317,7 +315,6 @@ protected:
     kstVectorEditLayer* m_parentLayer = nullptr;
     QRectF m_labelWindow;
     kstPlaneCache m_plane;
-    std::unique_ptr<kstShapeFrame> m_frame;
     // The position the last update computed; labels are laid out from it.
     QPointF m_layoutPos;
     // The hit-test path is built when first asked for after an update.
