@@ -82,6 +82,23 @@ void usePoolThreads(int threads)
     QThreadPool::globalInstance()->setMaxThreadCount(threads);
 }
 
+// One and two threads, level change by level change in turn, so that a
+// machine whose speed drifts during the run slows both alike.
+void oneAndTwoThreads(BenchEditLayer& edit, int rounds, LevelChangeTimes& one, LevelChangeTimes& two)
+{
+    const auto add = [rounds](LevelChangeTimes& sum, const LevelChangeTimes& round) {
+        sum.wall += round.wall / rounds;
+        sum.cpu += round.cpu / rounds;
+        sum.gui += round.gui / rounds;
+    };
+    for (int i = 0; i < rounds; ++i) {
+        usePoolThreads(1);
+        add(one, levelChanges(edit, 2));
+        usePoolThreads(2);
+        add(two, levelChanges(edit, 2));
+    }
+}
+
 void benchShapeUpdates()
 {
     kstTileMapView view;
@@ -108,10 +125,8 @@ void benchShapeUpdates()
     edit.changeLevel(6);
 
     levelChanges(edit, 2); // warms up the pool, the frames and the plane coordinates
-    usePoolThreads(1);
-    const LevelChangeTimes one = levelChanges(edit, 6);
-    usePoolThreads(2);
-    const LevelChangeTimes two = levelChanges(edit, 6);
+    LevelChangeTimes one, two;
+    oneAndTwoThreads(edit, 8, one, two);
     usePoolThreads(QThread::idealThreadCount());
 
     std::printf("level change, %d shapes x %d vertices (ns per vertex; CPU time, then wall time):\n", kShapes,
