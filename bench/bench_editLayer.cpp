@@ -82,20 +82,23 @@ void usePoolThreads(int threads)
     QThreadPool::globalInstance()->setMaxThreadCount(threads);
 }
 
-// One and two threads, level change by level change in turn, so that a
-// machine whose speed drifts during the run slows both alike.
-void oneAndTwoThreads(BenchEditLayer& edit, int rounds, LevelChangeTimes& one, LevelChangeTimes& two)
+// One and two threads in turn, in groups ordered one, two, two, one, ... so
+// that a machine whose speed drifts during the run slows both alike. After
+// each switch two untimed level changes let the shapes' memory settle where
+// the new number of threads keeps it, as in a host that does not switch.
+void oneAndTwoThreads(BenchEditLayer& edit, int groups, LevelChangeTimes& one, LevelChangeTimes& two)
 {
-    const auto add = [rounds](LevelChangeTimes& sum, const LevelChangeTimes& round) {
-        sum.wall += round.wall / rounds;
-        sum.cpu += round.cpu / rounds;
-        sum.gui += round.gui / rounds;
+    constexpr int kTimed = 4;
+    const auto add = [groups](LevelChangeTimes& sum, const LevelChangeTimes& group) {
+        sum.wall += group.wall / groups;
+        sum.cpu += group.cpu / groups;
+        sum.gui += group.gui / groups;
     };
-    for (int i = 0; i < rounds; ++i) {
-        usePoolThreads(1);
-        add(one, levelChanges(edit, 2));
-        usePoolThreads(2);
-        add(two, levelChanges(edit, 2));
+    for (int i = 0; i < 2 * groups; ++i) {
+        const bool useTwo = (i % 4 == 1) || (i % 4 == 2);
+        usePoolThreads(useTwo ? 2 : 1);
+        levelChanges(edit, 2);
+        add(useTwo ? two : one, levelChanges(edit, kTimed));
     }
 }
 
@@ -126,7 +129,7 @@ void benchShapeUpdates()
 
     levelChanges(edit, 2); // warms up the pool, the frames and the plane coordinates
     LevelChangeTimes one, two;
-    oneAndTwoThreads(edit, 8, one, two);
+    oneAndTwoThreads(edit, 4, one, two);
     usePoolThreads(QThread::idealThreadCount());
 
     std::printf("level change, %d shapes x %d vertices (ns per vertex; CPU time, then wall time):\n", kShapes,
