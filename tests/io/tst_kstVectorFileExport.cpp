@@ -358,9 +358,7 @@ void tst_kstVectorFileExport::dxfLabelsAndProjection()
     // The label's size follows the ground size, and the reference system lands beside the drawing.
     QList<kstVectorLayer*> layers{makePointLayer("labels", 1)};
     layers[0]->m_collects.first()->m_text = QStringLiteral("天安门");
-    OGRSpatialReference wgs84;
-    wgs84.importFromEPSG(4326);
-    wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    OGRSpatialReference wgs84 = srsOf("EPSG:4326");
     DXFFileExport exporter;
     exporter.setExportGroundSize(QSizeF(2000, 500));
     exporter.setExportSpatialRef(&wgs84);
@@ -370,11 +368,7 @@ void tst_kstVectorFileExport::dxfLabelsAndProjection()
     const FeaturePtr label(dxf->GetLayer(0)->GetNextFeature());
     QVERIFY2(QString::fromUtf8(label->GetStyleString()).contains("s:2g"), label->GetStyleString());
     QFile prj(path("ground.prj"));
-    QVERIFY(prj.open(QIODevice::ReadOnly));
-    OGRSpatialReference back;
-    back.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-    QCOMPARE(back.importFromWkt(prj.readAll().constData()), OGRERR_NONE);
-    QVERIFY(back.IsSame(&wgs84));
+    QVERIFY(prj.open(QIODevice::ReadOnly) && srsOf(prj.readAll().constData()).IsSame(&wgs84));
     destroy(layers);
 }
 

@@ -39,9 +39,7 @@ namespace {
 OGRLayer* createLayer(GDALDataset* dataSource, const char* name, const QStringList& fields = {},
                       const char* option = nullptr, int epsg = 4326)
 {
-    OGRSpatialReference srs;
-    srs.importFromEPSG(epsg);
-    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    OGRSpatialReference srs = srsOf(qPrintable(QStringLiteral("EPSG:%1").arg(epsg)));
     CPLStringList options;
     if (option)
         options.AddString(option);
