@@ -2,6 +2,7 @@
 #include "VectorPoint.h"
 #include "VectorPolygon.h"
 #include "kstCodePage.h"
+#include "kstExportTestLayers.h"
 #include "kstSymbolPictureCache.h"
 #include "kstTextCode.h"
 #include "kstTileResulotion.h"
@@ -293,26 +294,15 @@ void tst_kstVectorFileImport::projectedLayerComesBackInDegrees()
         QVERIFY(ct);
         while (FeaturePtr feature = FeaturePtr(in->GetLayer(0)->GetNextFeature())) {
             OGRGeometry* geometry = feature->GetGeometryRef();
-            OGRGeometry* polygons = OGRGeometryFactory::forceToMultiPolygon(geometry->clone());
-            for (const OGRPolygon* polygon : *polygons->toMultiPolygon())
-                for (const OGRLinearRing* ring : *polygon)
-                    for (int i = 0; i + 1 < ring->getNumPoints(); ++i)
-                        expected.append(QPointF(ring->getX(i), ring->getY(i)));
-            OGRGeometryFactory::destroyGeometry(polygons);
+            expected += ExportTestLayers::vertices(geometry);
             QCOMPARE(geometry->transform(ct.get()), OGRERR_NONE);
             addFeature(layer, "", [geometry](OGRFeature& f) { f.SetGeometry(geometry); });
         }
     }
     auto vertices = [](const Import& imported) {
         QVector<QPointF> all;
-        for (const kstVectorCollect* collect : imported.collects()) {
-            for (kstVectorShape* shape : collect->m_shapes) {
-                const Polygon__ polygon = static_cast<VectorPolygon*>(shape)->geoData();
-                all += polygon.outer;
-                for (const QPolygonF& inner : polygon.inner)
-                    all += inner;
-            }
-        }
+        for (const kstVectorCollect* collect : imported.collects())
+            all += ExportTestLayers::exportedVertices(collect);
         return all;
     };
 
