@@ -25,10 +25,10 @@ QPolygonF ring(const QPointF& centre, double radius, int points, double phase)
     return ring;
 }
 
-kstVectorShape* makeShape(int kind, QRandomGenerator& rng)
+} // namespace
+
+kstVectorShape* randomShape(int kind, QRandomGenerator& rng, const QPointF& at, double size, int maxHoles)
 {
-    const QPointF at(107 + rng.generateDouble() * 6, 32 + rng.generateDouble() * 6);
-    const double size = 0.01 + rng.generateDouble() * 0.3;
     switch (kind) {
     case 0:
         return new VectorPoint(at, nullptr);
@@ -41,8 +41,9 @@ kstVectorShape* makeShape(int kind, QRandomGenerator& rng)
     case 2: {
         Polygon__ polygon;
         polygon.outer = ring(at, size, 9, rng.generateDouble());
-        if (rng.bounded(2))
-            polygon.inner << ring(at, size * 0.4, 5, 0.3);
+        for (int h = 0, holes = rng.bounded(maxHoles + 1); h < holes; ++h)
+            polygon.inner << (holes == 1 ? ring(at, size * 0.4, 5, 0.3)
+                                         : ring(at + QPointF(size * (h % 2 ? -0.5 : 0.5), 0), size * 0.2, 4, 0.3));
         return new VectorPolygon(polygon, nullptr);
     }
     case 3:
@@ -58,8 +59,6 @@ kstVectorShape* makeShape(int kind, QRandomGenerator& rng)
     }
 }
 
-} // namespace
-
 kstVectorLayer* mixedLayer(int count, quint32 seed)
 {
     QRandomGenerator rng(seed);
@@ -69,7 +68,8 @@ kstVectorLayer* mixedLayer(int count, quint32 seed)
         collect->m_layer = layer;
         collect->m_fid = quint64(i + 1);
         collect->m_text = QStringLiteral("S%1").arg(i);
-        kstVectorShape* shape = makeShape(i % 5, rng);
+        const QPointF at(107 + rng.generateDouble() * 6, 32 + rng.generateDouble() * 6);
+        kstVectorShape* shape = randomShape(i % 5, rng, at, 0.01 + rng.generateDouble() * 0.3);
         shape->setShapeCollect(collect, 0);
         collect->m_shapes << shape;
         layer->m_collects.insert(collect->m_fid, collect);

@@ -277,14 +277,14 @@ void tst_kstShapeIndex::followsDragsAndPicksWhatItShows()
 {
     EditFixture f(GCP(116.4, 39.9), 14);
     SnapEditLayer& edit = f.layer();
-    auto* big = new VectorPolygon(Polygon__{QPolygonF({QPointF(116.39, 39.91), QPointF(116.41, 39.91),
-                                                       QPointF(116.41, 39.89), QPointF(116.39, 39.89)}), {}},
-                                  nullptr);
-    auto* small = new VectorPolygon(Polygon__{QPolygonF({QPointF(116.398, 39.902), QPointF(116.402, 39.902),
-                                                         QPointF(116.402, 39.898), QPointF(116.398, 39.898)}), {}},
-                                    nullptr);
-    f.add(big);
-    f.add(small);
+    // Squares about the view centre, of half-sides 0.01 and 0.002 degrees.
+    const auto square = [&f](double r) {
+        const QPolygonF ring({QPointF(116.4 - r, 39.9 + r), QPointF(116.4 + r, 39.9 + r), QPointF(116.4 + r, 39.9 - r),
+                              QPointF(116.4 - r, 39.9 - r)});
+        return static_cast<VectorPolygon*>(f.add(new VectorPolygon(Polygon__{ring, {}}, nullptr)));
+    };
+    VectorPolygon* big = square(0.01);
+    VectorPolygon* small = square(0.002);
     edit.resetZLevel();
     const QPoint centre = f.pixOf(GCP(116.4, 39.9)).toPoint();
     edit.setLayerAction(kstVectorEditLayer::SelectEdit);
@@ -346,10 +346,8 @@ void tst_kstShapeIndex::oddRectanglesStayBounded()
     shapes << world;
     QueryCheck check(edit, "odd");
     const QPointF inside = shapes.at(10)->sceneBoundingRect().center();
-    QVERIFY2(check.point(inside), qPrintable(check.failure()));
-    QVERIFY2(check.point(QPointF(3e12, -3e12)), qPrintable(check.failure()));
-    QVERIFY2(check.point(QPointF(qQNaN(), 0)), qPrintable(check.failure()));
-    QVERIFY2(check.point(QPointF(-1e308, 1e308)), qPrintable(check.failure()));
+    for (const QPointF& p : {inside, QPointF(3e12, -3e12), QPointF(qQNaN(), 0), QPointF(-1e308, 1e308)})
+        QVERIFY2(check.point(p), qPrintable(check.failure()));
     for (Qt::ItemSelectionMode mode : {Qt::IntersectsItemShape, Qt::ContainsItemShape}) {
         QVERIFY2(check.rect(QRectF(-1e15, -1e15, 2e15, 2e15), mode), qPrintable(check.failure()));
         QVERIFY2(check.rect(QRectF(inside, QSizeF(1e9, 1e9)), mode), qPrintable(check.failure()));

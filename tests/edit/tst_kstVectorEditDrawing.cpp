@@ -32,6 +32,10 @@ QString describe(const QPointF& geo, const GCP& expected)
 }
 
 #define VERIFY_GCP(geo, expected) QVERIFY2(sameGcp(geo, expected), qPrintable(describe(geo, expected)))
+// The first stored points against the geographic points of viewport pixels.
+#define VERIFY_GCPS(geo, pixels)                        \
+    for (int i_ = 0; i_ < (pixels).size(); ++i_)        \
+    VERIFY_GCP((geo).at(i_), f.expectedGcp((pixels).at(i_)))
 
 // The colour of the image around a point that differs most from a background.
 bool hasColorNear(const QImage& image, const QPoint& at, int radius, const std::function<bool(QColor)>& wanted)
@@ -78,8 +82,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     f.hover(QPoint(100, 100));
     f.press(QPoint(100, 100));
     f.release(QPoint(110, 100));
-    QCOMPARE(layer.newingState(), 1);
-    QVERIFY(layer.newingPoints().isEmpty());
+    QVERIFY(layer.newingState() == 1 && layer.newingPoints().isEmpty());
 
     const QPoint p0(200, 200), p1(300, 220), p2(320, 330);
     f.clickEach({p0});
@@ -99,21 +102,14 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     f.doubleClick(p2);
     QCOMPARE(f.created().size(), 1);
     // The release that ends the double click makes the mode ready again.
-    QCOMPARE(layer.newingState(), 1);
-    QVERIFY(layer.newingPoints().isEmpty());
+    QVERIFY(layer.newingState() == 1 && layer.newingPoints().isEmpty());
 
     kstVectorCollect* collect = f.created().at(0);
-    QCOMPARE(collect->m_geometryType, int(wkbLineString));
-    QCOMPARE(collect->m_layer, f.data());
-    QCOMPARE(collect->m_shapes.size(), 1);
+    QVERIFY(collect->m_geometryType == wkbLineString && collect->m_layer == f.data() && collect->m_shapes.size() == 1);
     auto* line = dynamic_cast<VectorLine*>(collect->m_shapes.first());
-    QVERIFY(line);
-    QCOMPARE(line->shapeCollect(), collect);
-    const QVector<QPointF> geo = line->geoData();
-    QCOMPARE(geo.size(), 3);
-    VERIFY_GCP(geo.at(0), f.expectedGcp(p0));
-    VERIFY_GCP(geo.at(1), f.expectedGcp(p1));
-    VERIFY_GCP(geo.at(2), f.expectedGcp(p2));
+    QVERIFY(line && line->shapeCollect() == collect);
+    QCOMPARE(line->geoData().size(), 3);
+    VERIFY_GCPS(line->geoData(), (QList<QPoint>{p0, p1, p2}));
     // Inserted into the view: drawn where it was clicked.
     QVERIFY(QLineF(line->mapToScene(line->pixData().at(1)), f.view().mapToScene(p1)).length() < 1e-6);
 
@@ -125,8 +121,7 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     QCOMPARE(layer.newingPoints().size(), 4); // four clicks on one place
     for (int i = 0; i < 3; ++i)
         f.rightClick(p0);
-    QCOMPARE(layer.newingState(), 1);
-    QVERIFY(layer.newingPoints().isEmpty());
+    QVERIFY(layer.newingState() == 1 && layer.newingPoints().isEmpty());
 
     // A polygon needs three vertices; the state after the double click itself
     // is finished, and the first click after it only resets.
@@ -139,14 +134,10 @@ void tst_kstVectorEditDrawing::linesAndPolygonsFollowTheirStates()
     f.release(q2);
     QCOMPARE(layer.newingState(), 1);
     auto* polygon = dynamic_cast<VectorPolygon*>(f.created().at(1)->m_shapes.first());
-    QVERIFY(polygon);
-    QCOMPARE(f.created().at(1)->m_geometryType, int(wkbPolygon));
+    QVERIFY(polygon && f.created().at(1)->m_geometryType == wkbPolygon);
     const Polygon__ ring = polygon->geoData();
-    QVERIFY(ring.inner.isEmpty());
-    QVERIFY(ring.outer.size() >= 3);
-    VERIFY_GCP(ring.outer.at(0), f.expectedGcp(q0));
-    VERIFY_GCP(ring.outer.at(1), f.expectedGcp(q1));
-    VERIFY_GCP(ring.outer.at(2), f.expectedGcp(q2));
+    QVERIFY(ring.inner.isEmpty() && ring.outer.size() >= 3);
+    VERIFY_GCPS(ring.outer, (QList<QPoint>{q0, q1, q2}));
 
     // Two placed vertices are too few for a polygon.
     f.clickEach({q0, q1});
@@ -170,37 +161,29 @@ void tst_kstVectorEditDrawing::pointsRectanglesAndCircles()
     QCOMPARE(f.created().size(), 1);
     QVERIFY(layer.selectedShapes().isEmpty());
     auto* point = dynamic_cast<VectorPoint*>(f.created().at(0)->m_shapes.first());
-    QVERIFY(point);
-    QCOMPARE(f.created().at(0)->m_geometryType, int(wkbPoint));
-    VERIFY_GCP(point->geoData(), f.expectedGcp(QPoint(123, 456)));
-    VERIFY_GCP(point->ltGcp().toPointF(), f.expectedGcp(QPoint(123, 456)));
-    VERIFY_GCP(point->rbGcp().toPointF(), f.expectedGcp(QPoint(123, 456)));
+    QVERIFY(point && f.created().at(0)->m_geometryType == wkbPoint);
+    for (const QPointF& at : {point->geoData(), point->ltGcp().toPointF(), point->rbGcp().toPointF()})
+        VERIFY_GCP(at, f.expectedGcp(QPoint(123, 456)));
 
     // A rectangle: a second click before the pointer moved builds nothing.
     layer.setLayerAction(kstVectorEditLayer::NewRect);
     const QPoint a(300, 300), b(200, 380);
+    // Corners in the order anchor, (pointer x, anchor y), pointer, (anchor x, pointer y).
+    const QList<QPoint> corners{a, QPoint(b.x(), a.y()), b, QPoint(a.x(), b.y())};
     f.clickEach({a});
     f.click(a);
     QCOMPARE(f.created().size(), 1);
     QCOMPARE(layer.newingState(), 2);
     f.hover(b);
-    // Corners in the order anchor, (pointer x, anchor y), pointer, (anchor x, pointer y).
-    QCOMPARE(layer.newingPoints(), (QList<QPointF>{f.itemPos(a), f.itemPos(QPoint(b.x(), a.y())), f.itemPos(b),
-                                                   f.itemPos(QPoint(a.x(), b.y()))}));
+    QCOMPARE(layer.newingPoints(), (QList<QPointF>{f.itemPos(a), f.itemPos(corners[1]), f.itemPos(b), f.itemPos(corners[3])}));
     f.rightClick(b);
-    QCOMPARE(layer.newingState(), 1);
-    QVERIFY(layer.newingPoints().isEmpty());
+    QVERIFY(layer.newingState() == 1 && layer.newingPoints().isEmpty());
     f.clickEach({a, b});
     QCOMPARE(f.created().size(), 2);
     QCOMPARE(layer.newingState(), 1);
     auto* rect = dynamic_cast<VectorRect*>(f.created().at(1)->m_shapes.first());
-    QVERIFY(rect);
-    QCOMPARE(f.created().at(1)->m_geometryType, int(wkbPolygon));
-    const QPolygonF corners = rect->geoData();
-    VERIFY_GCP(corners.at(0), f.expectedGcp(a));
-    VERIFY_GCP(corners.at(1), f.expectedGcp(QPoint(b.x(), a.y())));
-    VERIFY_GCP(corners.at(2), f.expectedGcp(b));
-    VERIFY_GCP(corners.at(3), f.expectedGcp(QPoint(a.x(), b.y())));
+    QVERIFY(rect && f.created().at(1)->m_geometryType == wkbPolygon);
+    VERIFY_GCPS(rect->geoData(), corners);
 
     // A circle of 120 ring points every 3 degrees from the positive x axis.
     layer.setLayerAction(kstVectorEditLayer::NewCircle);
@@ -216,9 +199,8 @@ void tst_kstVectorEditDrawing::pointsRectanglesAndCircles()
     QCOMPARE(f.created().size(), 3);
     QCOMPARE(layer.newingState(), 1);
     auto* circle = dynamic_cast<VectorCircle*>(f.created().at(2)->m_shapes.first());
-    QVERIFY(circle);
+    QVERIFY(circle && circle->geoData().ring.size() == 120);
     const Circle__ geo = circle->geoData();
-    QCOMPARE(geo.ring.size(), 120);
     VERIFY_GCP(geo.center, f.expectedGcp(c));
     VERIFY_GCP(geo.ring.at(0), f.expectedGcp(QPointF(c) + QPointF(60, 0)));
     VERIFY_GCP(geo.ring.at(30), f.expectedGcp(QPointF(c) + QPointF(0, 60)));
@@ -322,12 +304,9 @@ void tst_kstVectorEditDrawing::drawnPointsFollowZoom()
     f.view().panAndZoom(f.view().currentCenterGcp(), 13);
     const QList<QPointF> points = layer.newingPoints();
     QCOMPARE(points.size(), 2);
-    // The stored points still mean the same places on the map.
-    for (int i = 0; i < 2; ++i) {
-        const QPointF viewportPix = layer.mapToScene(points.at(i)); // scene units are viewport pixels
-        const GCP expected = i == 0 ? g0 : g1;
-        QVERIFY(QLineF(viewportPix, f.pixOf(expected)).length() < 1e-6);
-    }
+    // The stored points still mean the same places on the map (scene units are viewport pixels).
+    for (int i = 0; i < 2; ++i)
+        QVERIFY(QLineF(layer.mapToScene(points.at(i)), f.pixOf(i == 0 ? g0 : g1)).length() < 1e-6);
 }
 
 void tst_kstVectorEditDrawing::fitModeEventsReachTheFitLines()

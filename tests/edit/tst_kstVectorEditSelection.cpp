@@ -13,13 +13,18 @@ using namespace Kestrum;
 
 namespace {
 
-// A polygon whose vertices are at viewport pixels.
+// The geographic points of viewport pixels, and a polygon with its vertices there.
+QPolygonF geoAt(EditFixture& f, const QList<QPoint>& pixels)
+{
+    QPolygonF geo;
+    for (const QPoint& p : pixels)
+        geo.append(f.expectedGcp(p).toPointF());
+    return geo;
+}
+
 VectorPolygon* polygonAt(EditFixture& f, const QList<QPoint>& pixels)
 {
-    Polygon__ geo;
-    for (const QPoint& p : pixels)
-        geo.outer.append(f.expectedGcp(p).toPointF());
-    return new VectorPolygon(geo, nullptr);
+    return new VectorPolygon(Polygon__{geoAt(f, pixels), {}}, nullptr);
 }
 
 VectorPolygon* squareAt(EditFixture& f, const QPoint& topLeft, int side)
@@ -64,12 +69,8 @@ void tst_kstVectorEditSelection::clickPicksPointLineThenSmallestArea()
     kstVectorShape* line = f.add(new VectorLine({f.expectedGcp(QPoint(120, 420)).toPointF(),
                                                  f.expectedGcp(QPoint(480, 420)).toPointF()}, nullptr));
     // A rectangle in the big square's feature.
-    kstVectorShape* partner = f.add(new VectorRect(QPolygonF({f.expectedGcp(QPoint(600, 100)).toPointF(),
-                                                              f.expectedGcp(QPoint(700, 100)).toPointF(),
-                                                              f.expectedGcp(QPoint(700, 200)).toPointF(),
-                                                              f.expectedGcp(QPoint(600, 200)).toPointF()}),
-                                                   nullptr),
-                                    big->shapeCollect());
+    const QList<QPoint> corners{QPoint(600, 100), QPoint(700, 100), QPoint(700, 200), QPoint(600, 200)};
+    kstVectorShape* partner = f.add(new VectorRect(geoAt(f, corners), nullptr), big->shapeCollect());
     QList<kstVectorShape*> changed;
     connect(&layer, &kstVectorEditLayer::shapeChanged, this, [&](kstVectorShape* s) { changed.append(s); });
     layer.setLayerAction(kstVectorEditLayer::SelectEdit);

@@ -3,11 +3,8 @@
 // back the layers file of the start byte for byte, and redoing everything the
 // file of the end.
 
-#include "VectorCircle.h"
-#include "VectorLine.h"
-#include "VectorPoint.h"
 #include "VectorPolygon.h"
-#include "VectorRect.h"
+#include "kstMixedLayer.h"
 #include "kstSampleLayer.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
@@ -19,8 +16,6 @@
 #include <QSet>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <cmath>
 
 using namespace Kestrum;
 
@@ -56,18 +51,14 @@ public:
         QSet<kstVectorCollect*> liveCollects;
         QSet<kstVectorShape*> liveShapes;
         for (kstVectorLayer* layer : qAsConst(m_layers)) {
-            for (kstVectorCollect* collect : qAsConst(layer->m_collects)) {
+            for (kstVectorCollect* collect : qAsConst(layer->m_collects))
                 liveCollects.insert(collect);
-                for (kstVectorShape* shape : qAsConst(collect->m_shapes))
-                    liveShapes.insert(shape);
-            }
+            for (kstVectorShape* shape : shapesOf(layer))
+                liveShapes.insert(shape);
         }
-        QList<kstVectorLayer*> outside;
-        for (kstVectorLayer* layer : qAsConst(m_layers))
-            if (!m_edit.layers().contains(layer))
-                outside << layer;
+        const QList<kstVectorLayer*> outside = outsideLayers();
         m_edit.clearLayers();
-        for (kstVectorLayer* layer : qAsConst(outside))
+        for (kstVectorLayer* layer : outside)
             kstVectorLayer::destoryLayer(layer);
         // What only the history referred to.
         for (kstVectorShape* shape : qAsConst(m_shapes))
@@ -133,48 +124,12 @@ private:
         return layer;
     }
 
+    // A shape of any kind near the start view; polygons have up to two holes.
     kstVectorShape* newShape()
     {
-        const QPointF c = near(kHome, 0.15);
-        kstVectorShape* shape = nullptr;
-        switch (m_rng.bounded(5)) {
-        case 0:
-            shape = new VectorPoint(c, nullptr);
-            break;
-        case 1: {
-            QVector<QPointF> points;
-            for (int i = 0, n = 3 + m_rng.bounded(4); i < n; ++i)
-                points << near(c, 0.02);
-            shape = new VectorLine(points, nullptr);
-            break;
-        }
-        case 2: {
-            Polygon__ polygon;
-            for (int i = 0, n = 4 + m_rng.bounded(3); i < n; ++i)
-                polygon.outer << c + 0.03 * QPointF(std::cos(i * 6.283 / n), std::sin(i * 6.283 / n));
-            for (int h = 0, holes = m_rng.bounded(3); h < holes; ++h) {
-                const QPointF hc = c + QPointF(0.01 * (h ? -1 : 1), 0);
-                polygon.inner << QPolygonF({hc + QPointF(-0.004, 0.004), hc + QPointF(0.004, 0.004),
-                                            hc + QPointF(0.004, -0.004), hc + QPointF(-0.004, -0.004)});
-            }
-            shape = new VectorPolygon(polygon, nullptr);
-            break;
-        }
-        case 3:
-            shape = new VectorRect(QPolygonF({c, c + QPointF(0.03, 0), c + QPointF(0.03, -0.02), c + QPointF(0, -0.02)}),
-                                   nullptr);
-            break;
-        default: {
-            Circle__ circle;
-            circle.center = c;
-            for (int k = 0; k < 36; ++k)
-                circle.ring << c + QPointF(0.012 * std::cos(k * M_PI / 18), 0.009 * std::sin(k * M_PI / 18));
-            shape = new VectorCircle(circle, nullptr);
-            break;
-        }
-        }
-        m_shapes << shape;
-        return shape;
+        const QPointF at = near(kHome, 0.15);
+        m_shapes << randomShape(m_rng.bounded(5), m_rng, at, 0.01 + uniform(0, 0.03), 2);
+        return m_shapes.last();
     }
 
     void addFeature(kstVectorLayer* layer, int shapes)
@@ -187,20 +142,13 @@ private:
         m_collects << collect;
     }
 
-    QList<kstVectorShape*> shownShapes() const
-    {
-        QList<kstVectorShape*> shapes;
-        for (kstVectorLayer* layer : m_edit.layers())
-            for (kstVectorCollect* collect : qAsConst(layer->m_collects))
-                shapes += collect->m_shapes;
-        return shapes;
-    }
-
     // A shown shape of one of the types, of any type when none is given.
     kstVectorShape* anyShape(std::initializer_list<kstVectorShape::Shape_Type> types = {})
     {
-        QList<kstVectorShape*> candidates;
-        for (kstVectorShape* shape : shownShapes())
+        QList<kstVectorShape*> shown, candidates;
+        for (kstVectorLayer* layer : m_edit.layers())
+            shown += shapesOf(layer);
+        for (kstVectorShape* shape : qAsConst(shown))
             if (types.size() == 0 || std::find(types.begin(), types.end(), shape->shapeType()) != types.end())
                 candidates << shape;
         return candidates.isEmpty() ? nullptr : candidates.at(m_rng.bounded(candidates.size()));
@@ -226,12 +174,18 @@ private:
             m_scene.view().panBy(QPointF(uniform(-200, 200), uniform(-200, 200)));
     }
 
-    void insertLayer()
+    QList<kstVectorLayer*> outsideLayers() const
     {
         QList<kstVectorLayer*> outside;
-        for (kstVectorLayer* layer : qAsConst(m_layers))
+        for (kstVectorLayer* layer : m_layers)
             if (!m_edit.layers().contains(layer))
                 outside << layer;
+        return outside;
+    }
+
+    void insertLayer()
+    {
+        const QList<kstVectorLayer*> outside = outsideLayers();
         if (outside.isEmpty())
             return;
         kstVectorLayer* layer = outside.at(m_rng.bounded(outside.size()));

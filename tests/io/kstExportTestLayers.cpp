@@ -43,22 +43,14 @@ QPolygonF square(double x, double y, double side)
 QMap<QString, QVariant> fieldsOf(quint64 fid)
 {
     const int k = int(fid);
-    QMap<QString, QVariant> fields;
-    fields.insert(QStringLiteral("i32"), -100 + k);
-    fields.insert(QStringLiteral("i64"), qlonglong(5000000000LL + k));
-    fields.insert(QStringLiteral("real"), 3.25 + k / 8.0);
-    fields.insert(QStringLiteral("name"), QStringLiteral("北京测试%1").arg(k));
-    fields.insert(QStringLiteral("day"), QDate(2024, 2, 29));
-    fields.insert(QStringLiteral("clock"), QTime(13, 45, 7));
     // Even features in UTC, odd ones in local time.
-    fields.insert(QStringLiteral("stamp"),
-                  QDateTime(QDate(2023, 12, 31), QTime(23, 59, 58), k % 2 ? Qt::LocalTime : Qt::UTC));
-    fields.insert(QStringLiteral("ints"), QVariantList{1, 2, k});
-    fields.insert(QStringLiteral("bigs"), QVariantList{qlonglong(1) << 40, qlonglong(-k)});
-    fields.insert(QStringLiteral("reals"), QVariantList{0.5, 1.5 + k});
-    fields.insert(QStringLiteral("names"), QVariantList{QStringLiteral("甲"), QStringLiteral("乙%1").arg(k)});
-    fields.insert(QStringLiteral("blob"), QByteArray("\x00\x01\xff kst", 7) + QByteArray::number(k));
-    return fields;
+    const QDateTime stamp(QDate(2023, 12, 31), QTime(23, 59, 58), k % 2 ? Qt::LocalTime : Qt::UTC);
+    return {{"i32", -100 + k}, {"i64", qlonglong(5000000000LL + k)}, {"real", 3.25 + k / 8.0},
+            {"name", QStringLiteral("北京测试%1").arg(k)}, {"day", QDate(2024, 2, 29)}, {"clock", QTime(13, 45, 7)},
+            {"stamp", stamp}, {"ints", QVariantList{1, 2, k}}, {"bigs", QVariantList{qlonglong(1) << 40, qlonglong(-k)}},
+            {"reals", QVariantList{0.5, 1.5 + k}},
+            {"names", QVariantList{QStringLiteral("甲"), QStringLiteral("乙%1").arg(k)}},
+            {"blob", QByteArray("\x00\x01\xff kst", 7) + QByteArray::number(k)}};
 }
 
 // A collect with the fields and a label text of its fid.

@@ -333,7 +333,7 @@ private slots:
 
 private:
     QTemporaryDir m_dir;
-    OGRSpatialReference m_wgs84;
+    OGRSpatialReference m_wgs84 = srsOf("EPSG:4326");
 };
 
 void tst_kstVectorFileExportFormats::initTestCase()
@@ -343,8 +343,6 @@ void tst_kstVectorFileExportFormats::initTestCase()
     GDALAllRegister();
     // Fields that a format cannot hold are reported by the driver; expected here.
     CPLSetErrorHandler(CPLQuietErrorHandler);
-    m_wgs84.importFromEPSG(4326);
-    m_wgs84.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     // The DXF driver writes layer names as they come (UTF-8) under its
     // default code page; readers are told so.
     CPLSetConfigOption("DXF_ENCODING", "UTF-8");

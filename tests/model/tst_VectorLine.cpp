@@ -1,4 +1,5 @@
 #include "VectorLine.h"
+#include "kstGdalTestSupport.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -118,9 +119,7 @@ private slots:
         QCOMPARE(QString::fromStdString(wgs84->exportToWkt()),
                  QStringLiteral("LINESTRING (116.25 39.75,116.75 40.25,117.25 39.75)"));
         QCOMPARE(wgs84->getSpatialReference()->GetReferenceCount(), 1);
-        OGRSpatialReference mercator;
-        mercator.importFromEPSG(3857);
-        mercator.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        OGRSpatialReference mercator = srsOf("EPSG:3857");
         std::unique_ptr<OGRGeometry> projected(line->toOGRGeometry(&mercator));
         QVERIFY(wgs84->transformTo(&mercator) == OGRERR_NONE && projected->getSpatialReference() == &mercator);
         const OGRLineString *string = projected->toLineString(), *expected = wgs84->toLineString();
@@ -129,9 +128,8 @@ private slots:
             QVERIFY(near(QPointF(string->getX(i), string->getY(i)), QPointF(expected->getX(i), expected->getY(i))));
 
         // A system GDAL cannot reach gives nothing but GDAL's message.
-        OGRSpatialReference local;
-        local.importFromWkt("LOCAL_CS[\"site\",LOCAL_DATUM[\"d\",0],UNIT[\"metre\",1],AXIS[\"X\",EAST],AXIS[\"Y\",NORTH]]");
-        local.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        OGRSpatialReference local =
+            srsOf("LOCAL_CS[\"site\",LOCAL_DATUM[\"d\",0],UNIT[\"metre\",1],AXIS[\"X\",EAST],AXIS[\"Y\",NORTH]]");
         CPLPushErrorHandler(CPLQuietErrorHandler);
         QVERIFY(!OGRCreateCoordinateTransformation(&kstVectorShape::m_wgs84Srs, &local));
         QTest::ignoreMessage(QtDebugMsg, CPLGetLastErrorMsg());

@@ -1,4 +1,5 @@
 #include "VectorPoint.h"
+#include "kstGdalTestSupport.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -69,9 +70,7 @@ private slots:
         QCOMPARE(QString::fromStdString(wgs84->exportToWkt()), QStringLiteral("POINT (116.25 39.5)"));
         QCOMPARE(wgs84->getSpatialReference()->GetReferenceCount(), 1);
         QCOMPARE(point->toOGR().getSpatialReference()->GetReferenceCount(), 1);
-        OGRSpatialReference mercator;
-        mercator.importFromEPSG(3857);
-        mercator.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        OGRSpatialReference mercator = srsOf("EPSG:3857");
         std::unique_ptr<OGRGeometry> projected(point->toOGRGeometry(&mercator));
         QVERIFY(wgs84->transformTo(&mercator) == OGRERR_NONE && projected->getSpatialReference() == &mercator);
         QVERIFY(near(QPointF(projected->toPoint()->getX(), projected->toPoint()->getY()),

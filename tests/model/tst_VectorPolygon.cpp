@@ -1,5 +1,6 @@
 #include "VectorPolygon.h"
 
+#include "kstGdalTestSupport.h"
 #include "kstShapeTestSupport.h"
 #include "kstVectorCollect.h"
 #include "kstVectorLayer.h"
@@ -201,11 +202,7 @@ private slots:
         // as asked for too; in Web Mercator they agree with GDAL's own
         // transformation of the WGS84 export, ring by ring.
         scene.view().setConfig(nullptr, nullptr, &shift);
-        OGRSpatialReference mercator, wgs84;
-        mercator.importFromEPSG(3857);
-        wgs84.SetWellKnownGeogCS("WGS84");
-        for (OGRSpatialReference* srs : {&mercator, &wgs84})
-            srs->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        OGRSpatialReference mercator = srsOf("EPSG:3857"), wgs84 = srsOf("WGS84");
         GeometryPtr shifted(p->toOGRGeometry(&wgs84)), projected(p->toOGRGeometry(&mercator)), reference(p->toOGRGeometry());
         const OGRLinearRing* outer = shifted->toPolygon()->getExteriorRing();
         QVERIFY(near(QPointF(outer->getX(4), outer->getY(4)), QPointF(115.88, 40.17), 1e-12)

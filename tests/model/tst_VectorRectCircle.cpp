@@ -1,3 +1,4 @@
+#include "kstGdalTestSupport.h"
 #include "kstShapeTestSupport.h"
 
 #include "VectorCircle.h"
@@ -54,20 +55,12 @@ bool looksLike(const QColor& pixel, const QColor& handle)
         && std::abs(pixel.green() - handle.green()) < 60 && std::abs(pixel.blue() - handle.blue()) < 60;
 }
 
-OGRSpatialReference srs(const char* definition)
-{
-    OGRSpatialReference srs;
-    srs.SetFromUserInput(definition);
-    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-    return srs;
-}
-
 // Checks a shape's one-ring polygon export: the expected exchange-frame
 // points, closed, in WGS84 whether asked for or not; in Web Mercator they are
 // GDAL's own transformation of that export.
 void checkRingExport(kstVectorShape* shape, const QVector<QPointF>& exchange)
 {
-    OGRSpatialReference same = srs("WGS84"), mercator = srs("EPSG:3857");
+    OGRSpatialReference same = srsOf("WGS84"), mercator = srsOf("EPSG:3857");
     GeometryPtr wgs(shape->toOGRGeometry()), asked(shape->toOGRGeometry(&same)), projected(shape->toOGRGeometry(&mercator));
     QVERIFY(wgs && asked && projected && wgs->Equals(asked.get()) && wkbFlatten(wgs->getGeometryType()) == wkbPolygon);
     QVERIFY(wgs->getSpatialReference()->IsSame(&kstVectorShape::m_wgs84Srs)
@@ -117,7 +110,7 @@ private slots:
         ShapeTestScene scene(GCP(116.4, 39.9), 12);
         const QList<kstVectorShape*> shapes{addRect(scene, QRectF(kOrigin, QSizeF(120, 80))),
                                             addCircle(scene, kOrigin + QPointF(50, 50), 40)};
-        OGRSpatialReference mercator = srs("EPSG:3857");
+        OGRSpatialReference mercator = srsOf("EPSG:3857");
         CPLSetConfigOption("OGR_GEOMETRY_ACCEPT_UNCLOSED_RING", "NO");
         CplMessages gdal;
         for (kstVectorShape* shape : shapes) {
@@ -214,7 +207,7 @@ private slots:
         // gives nothing but GDAL's message.
         scene.view().setConfig(nullptr, nullptr, &corr);
         checkRingExport(rect, rect->geoData().translated(-0.01, 0.02));
-        OGRSpatialReference wgs84 = srs("WGS84"), local = srs("LOCAL_CS[\"site grid\",LOCAL_DATUM[\"site\",0],"
+        OGRSpatialReference wgs84 = srsOf("WGS84"), local = srsOf("LOCAL_CS[\"site grid\",LOCAL_DATUM[\"site\",0],"
                                                                "UNIT[\"metre\",1],AXIS[\"X\",EAST],AXIS[\"Y\",NORTH]]");
         QVERIFY(!OGRCreateCoordinateTransformation(&wgs84, &local));
         QTest::ignoreMessage(QtDebugMsg, CPLGetLastErrorMsg());

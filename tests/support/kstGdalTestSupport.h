@@ -20,6 +20,15 @@ struct GdalCloser
 using DatasetPtr = std::unique_ptr<GDALDataset, GdalCloser>;
 using FeaturePtr = std::unique_ptr<OGRFeature, GdalCloser>;
 
+// A reference system from anything GDAL reads (EPSG code, WKT, name), longitude first.
+inline OGRSpatialReference srsOf(const char* definition)
+{
+    OGRSpatialReference srs;
+    srs.SetFromUserInput(definition);
+    srs.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return srs;
+}
+
 inline DatasetPtr openVector(const QString& path)
 {
     return DatasetPtr(
